@@ -1,0 +1,39 @@
+# Thin wrapper over CMake. `make demo` and `make test` do all the set-up.
+BUILD ?= build
+ASAN_BUILD ?= build-asan
+JOBS ?= 2
+CMAKE_FLAGS ?=
+
+.PHONY: all build test test-sanitized demo regen-golden clean
+
+all: build
+
+$(BUILD)/CMakeCache.txt:
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+
+build: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+$(ASAN_BUILD)/CMakeCache.txt:
+	cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=Debug -DBRANTEL_SANITIZE=ON $(CMAKE_FLAGS)
+
+# The same suite on a build with AddressSanitizer and UndefinedBehaviorSanitizer.
+test-sanitized: $(ASAN_BUILD)/CMakeCache.txt
+	cmake --build $(ASAN_BUILD) -j $(JOBS)
+	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+		ctest --output-on-failure -j $(JOBS)
+
+demo: build
+	bash examples/demo.sh $(BUILD)/brantel
+
+# Rewrites the expected files of the end-to-end cases from the current binary.
+# Review the diff before committing: expected files are never regenerated to
+# make a failing test pass.
+regen-golden: build
+	BRANTEL_REGEN_GOLDEN=1 $(BUILD)/e2e_tests
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)

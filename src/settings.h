@@ -1,0 +1,54 @@
+// Process-wide settings of brantel: written by option parsing only, read by
+// the conversion run, the conditioning steps and the writers.
+#pragma once
+
+#include <vector>
+
+// Output layout.
+enum OUTPUT_TYPE {
+    OT_ONECOLUMN = 0,   // per channel a file of samples, plus time files
+    OT_TWOCOLUMNS = 1,  // time and one channel
+    OT_FOURCOLUMNS = 2, // time and all channels in one file (default)
+    OT_AMPLITUDE = 3,   // time and the sum of the channels
+    OT_AVERAGE = 4,     // time and the mean of the channels
+    OT_VXDAT = 5,       // legacy dat file of 512-sample blocks
+    OT_SLIST = 6,       // miniSEED ASCII SLIST
+    OT_TSPAIR = 7,      // miniSEED ASCII TSPAIR
+    OT_LAST = 8         // end marker, never selected
+};
+
+// Unit of the time column, held in time_in_minutes.
+enum {
+    TIME_SECONDS = 0,      // seconds (default)
+    TIME_MINUTES = 1,      // minutes instead of seconds
+    TIME_SECONDS_DAY = 2,  // seconds of the day, [0, 86400)
+    TIME_MINUTES_DAY = 3   // minutes of the day, [0, 1440)
+};
+
+// Length of fixed text buffers such as the comment line.
+enum { STRLEN = 256 };
+
+extern OUTPUT_TYPE output_type;
+extern int time_in_minutes;
+extern long sec_decimals; // negative: choose the time decimals automatically
+extern long snippets;
+extern long snippet_length; // 0: to the end of the data
+extern long global_start_time; // seconds of the day; 0: start of file
+extern int combine;
+extern int remove_offset;
+extern long upsample;
+extern int need_filter;
+extern long global_scale;
+extern int quiet;
+extern int debug;
+extern int no_comment;
+extern int nrsamples;
+extern int _CRT_glob;
+extern int oldfiles;
+extern int __reads;
+extern char TZ[7];
+extern const char* default_time_format;
+
+// Restores every setting to its start-up default (for tests that parse
+// several command lines in one process).
+void reset_settings();

@@ -1,0 +1,41 @@
+// The output writers. Each opens, fills and closes its own file.
+//
+// Common contract: the window is the rows [start_i, start_i + size) of the
+// series and of the time axis; the caller guarantees that every series passed
+// holds at least start_i + size values (the vxdat writer documents its own
+// reach). stm is the first time to print (negative: time[start_i]), freq the
+// sample rate; the printed time advances by 1/freq per row. comment, when not
+// null, is written as the first line. Each writer returns the time after the
+// last row. A file that cannot be opened ends the process with
+// "Can't open file " and the quoted path, status 1; a failed write ends it
+// with one line naming the file, status 1.
+//
+// The time decimals come from the last two times of the window, time[end-1]
+// and time[end-2], read where they exist even before the window; a window
+// ending before index 2 gets the decimals of a zero step.
+#pragma once
+
+#include <filesystem>
+#include <vector>
+
+#include "series.h"
+
+// One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).
+double write_tm(const std::filesystem::path& s, const series_t& values, const series_t& time, long start_i,
+                long size, double stm, double freq, const char* comment);
+
+// The time column alone; writes no file in the two-column layout.
+double write_time(const std::filesystem::path& s, const series_t& time, long start_i, long size, double stm,
+                  double freq, const char* comment);
+
+// Four-column layout: time and every channel.
+double write_all(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                 long start_i, long size, double stm, double freq, const char* comment);
+
+// Amplitude layout: time and the plain sum of the channels.
+double write_amplitude(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                       long start_i, long size, double stm, double freq, const char* comment);
+
+// Legacy dat layout: blocks of 512 samples of the first three channels.
+double write_vxdat(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                   long start_i, long size, double stm, double freq, const char* comment);
