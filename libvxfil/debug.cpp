@@ -1,0 +1,5 @@
+#include "vxfil/debug.h"
+
+namespace VxFil {
+int vxfil_debug = 0;
+}

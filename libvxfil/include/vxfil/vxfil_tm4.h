@@ -1,0 +1,16 @@
+// TM4 text recordings: a time column and one column per channel.
+#pragma once
+
+#include "vxfil/vxfil_base.h"
+
+namespace VxFil {
+
+class VXFIL_TM4 : public Vxfil_Base {
+  public:
+    // initial_basetime: a precise start time in Unix seconds (0 when unknown),
+    // taken only when it lies within 2 s of the first data line's time.
+    VXFIL_TM4(const char* filename, double initial_basetime);
+    ORIGIN get_origin() const override { return ORIGIN_TM4; }
+};
+
+} // namespace VxFil
