@@ -33,7 +33,7 @@ demo: build
 # Review the diff before committing: expected files are never regenerated to
 # make a failing test pass.
 regen-golden: build
-	BRANTEL_REGEN_GOLDEN=1 $(BUILD)/e2e_tests
+	BRANTEL_REGEN_GOLDEN=1 $(BUILD)/tests/e2e_tests
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD)

@@ -1,0 +1,38 @@
+// The conversion run: load, condition, convert the time unit, fix the
+// window, write.
+#include <filesystem>
+#include <vector>
+
+#include "brantel.h"
+#include "conditioning.h"
+#include "miniseed.h"
+#include "run_state.h"
+#include "series.h"
+#include "settings.h"
+
+int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int /*argc*/) {
+    // Every run starts from empty series; a length or scale that one run
+    // derives from its data does not carry over to the next file.
+    const long given_length = snippet_length;
+    const long given_scale = global_scale;
+    data.clear();
+    time_array.clear();
+    samples = 0;
+
+    run_state st;
+    load_recordings(names, st);
+    condition_series();
+
+    if (time_in_minutes != TIME_SECONDS) {
+        for (double& t : time_array) t = time_convert(t);
+        st.freq = st.freq / time_convert(1.0);
+    }
+
+    long start_i = find_window_start(st);
+    write_outputs(names, st, start_i);
+
+    samples = 0;
+    snippet_length = given_length;
+    global_scale = given_scale;
+    return 0;
+}

@@ -1,0 +1,122 @@
+// Loading: every named recording is read whole and appended to one series.
+#include <sys/stat.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "run_state.h"
+#include "series.h"
+#include "vxfil/vxdetect.h"
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& line) {
+    std::fflush(stdout);
+    std::fputs(line.c_str(), stderr);
+    std::exit(1);
+}
+
+std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }
+
+// The comment line of the writers: rate, gain and station of the first file,
+// then its start as date and time, cut to the buffer.
+void build_comment(const VxFil::Vxfil_Base& rec, run_state& st) {
+    int gain = rec.m_channels.empty() ? 0 : rec.m_channels[0].m_gain;
+    int n = std::snprintf(st.comment, sizeof st.comment, "!S512Tidserier sampfrek: %f gain: %d station: %s ",
+                          st.freq, gain, st.station.c_str());
+    if (n < 0 || n >= static_cast<int>(sizeof st.comment)) return;
+    std::time_t start = rec.m_header.common.m_seconds;
+    std::tm tm{};
+    if (gmtime_r(&start, &tm))
+        std::strftime(st.comment + n, sizeof st.comment - n, "date: %F time: %T", &tm);
+}
+
+// The channel records must name distinct series that exist in the run and
+// in the file; otherwise samples would land outside a series.
+void check_channels(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
+    std::vector<bool> seen(data.size(), false);
+    for (const VxFil::vx_channel& ch : rec.m_channels) {
+        unsigned number = ch.m_channel;
+        if (number >= data.size() || number >= rec.m_data.size())
+            refuse("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
+                   " is out of range (" + std::to_string(data.size()) + " channel series)\n");
+        if (seen[number])
+            refuse("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
+        seen[number] = true;
+    }
+}
+
+void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
+    double f = rec.get_frequency();
+    if (!std::isfinite(f) || f <= 0.0) {
+        char rate[64];
+        std::snprintf(rate, sizeof rate, "%g", f);
+        refuse("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
+    }
+}
+
+// Grows a series so that n more values fit, geometrically so that many
+// files appended one after another do not copy the series again and again.
+void make_room(std::vector<double>& v, size_t n) {
+    size_t need = v.size() + n;
+    if (need > v.capacity()) v.reserve(std::max(need, v.capacity() + v.capacity() / 2));
+}
+
+void remember_input(const std::filesystem::path& path, run_state& st) {
+    struct stat sb {};
+    if (::stat(path.c_str(), &sb) == 0) st.inputs.emplace_back(sb.st_dev, sb.st_ino);
+}
+
+} // namespace
+
+void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st) {
+    time_array.reserve(MAXSIZE);
+    for (const std::filesystem::path& path : names) {
+        std::unique_ptr<VxFil::Vxfil_Base> rec(VxFil::vxdetect(path.c_str(), 0.0));
+        if (!rec) refuse("Can't open " + path.string() + "\n");
+        remember_input(path, st);
+        const std::vector<double>& times = rec->m_time;
+        // A recording without samples contributes nothing, so its rate does
+        // not matter; any other must have a rate that time steps can use.
+        if (!times.empty()) check_rate(*rec, path);
+
+        const size_t num_channels = rec->m_header.num_channels();
+        if (time_array.empty()) {
+            st.freq = rec->get_frequency();
+            st.station = rec->station_name();
+            build_comment(*rec, st);
+            std::cerr << "INFO: Time diff: "
+                      << static_cast<int64_t>(rec->m_header.v.v1.m_host_timestamp) -
+                             static_cast<int64_t>(rec->m_header.common.m_seconds)
+                      << " seconds\n";
+            if (data.size() < num_channels) data.resize(num_channels);
+            for (series_t& s : data)
+                if (s.capacity() < static_cast<size_t>(MAXSIZE)) s.reserve(MAXSIZE);
+        } else {
+            if (num_channels > data.size())
+                refuse("Error: " + quoted(path) + " has " + std::to_string(num_channels) +
+                       " channels, more than the " + std::to_string(data.size()) + " of the first file\n");
+            if (!times.empty()) std::cerr << times[0] - (time_array.back() + 1.0 / st.freq) << "\n";
+        }
+        std::cerr << times.size() << " & " << time_array.size() << "\n";
+        check_channels(*rec, path);
+
+        make_room(time_array, times.size());
+        time_array.insert(time_array.end(), times.begin(), times.end());
+        for (const VxFil::vx_channel& ch : rec->m_channels) {
+            const VxFil::data_channel_type& raw = rec->get_data(ch.m_channel);
+            series_t& out = data[ch.m_channel];
+            make_room(out, raw.size());
+            for (int32_t v : raw) out.push_back(static_cast<double>(v));
+        }
+    }
+    samples = static_cast<long>(time_array.size());
+}

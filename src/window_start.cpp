@@ -1,0 +1,65 @@
+// The start of the output window: a time of day from -s (with -c), or the
+// first sample; and the window checks.
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+
+#include "run_state.h"
+#include "series.h"
+#include "time_format.h"
+
+namespace {
+
+// Whole seconds toward zero, saturated to the range of long so that absurd
+// times never convert out of range.
+long whole_seconds(double t) {
+    if (std::isnan(t)) return 0;
+    if (t >= 9.2e18) return 9200000000000000000L;
+    if (t <= -9.2e18) return -9200000000000000000L;
+    return static_cast<long>(t);
+}
+
+// A window error prints the message and then, as it always has, the
+// addresses of the two broken-down times rather than the times themselves.
+[[noreturn]] void window_error(const char* message, long requested, long limit) {
+    default_time_format = "%H:%M";
+    std::time_t a = requested, b = limit;
+    std::cout.flush();
+    std::cerr << message << static_cast<const void*>(std::gmtime(&a)) << " > "
+              << static_cast<const void*>(std::gmtime(&b)) << "\n";
+    std::cerr.flush();
+    std::exit(1);
+}
+
+} // namespace
+
+long find_window_start(const run_state&) {
+    long start_time = 0;
+    if (!time_array.empty()) {
+        start_time = whole_seconds(time_array[0]);
+        if (global_start_time != 0) {
+            long of_day = whole_seconds(std::floor(time_array[0] / 86400.0) * 86400.0 + global_start_time);
+            std::time_t t = of_day;
+            std::tm tm{};
+            std::cout << "using ";
+            if (gmtime_r(&t, &tm)) std::cout << tm;
+            std::cout << " as starting time\n";
+            // A time of day takes effect only when files are combined; a
+            // computed start of exactly 0 falls back to the first sample too.
+            if (combine && of_day != 0) start_time = of_day;
+        }
+    }
+
+    long start_i = std::lower_bound(time_array.begin(), time_array.end(), static_cast<double>(start_time)) -
+                   time_array.begin();
+    long last = time_array.empty() ? 0 : whole_seconds(time_array.back());
+    if (start_i < 0) window_error("Error: Starttime before start of file ", start_time, last);
+    if (start_i >= samples) window_error("Error: Starttime after end of file ", start_time, last);
+    if (snippet_length > samples - start_i)
+        window_error("Error: Starttime + length goes beyond end of file. ", start_time, last);
+    if (snippet_length == 0) snippet_length = samples - start_i;
+    return start_i;
+}
