@@ -7,7 +7,8 @@
 //
 // Case folder:
 //   args             one argument per line (argv[0] is always "brantel")
-//   setup            optional; one brantel-fixture call per line
+//   setup            optional; one brantel-fixture call per line, or
+//                    "symlink TARGET NAME" to make a symbolic link
 //   input/           optional; copied into the working directory first
 //   expected/status  the exit status
 //   expected/stdout, expected/stderr
@@ -124,7 +125,7 @@ run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::s
 std::map<std::string, std::string> snapshot(const fs::path& dir) {
     std::map<std::string, std::string> files;
     for (const auto& e : fs::recursive_directory_iterator(dir))
-        if (e.is_regular_file()) files[fs::relative(e.path(), dir).string()] = read_file(e.path());
+        if (e.is_regular_file() && !e.is_symlink()) files[fs::relative(e.path(), dir).string()] = read_file(e.path());
     return files;
 }
 
@@ -151,6 +152,10 @@ TEST_P(Golden, Case) {
     for (const std::string& line : read_lines(case_dir / "setup")) {
         std::vector<std::string> words = split_words(line);
         if (words.empty() || words[0][0] == '#') continue;
+        if (words[0] == "symlink" && words.size() == 3) {
+            fs::create_symlink(words[1], work / words[2]);
+            continue;
+        }
         run_result r = run_in(work, capture, FIXTURE_BIN, words, "brantel-fixture");
         ASSERT_EQ(r.status, 0) << "setup failed: " << line << "\n" << r.err;
     }
