@@ -9,3 +9,9 @@ double Filter(double x);
 
 // The coefficient table (129 taps, from filter.dat).
 extern const double H[129];
+
+// For tests only (the tool never calls these): the write index into the
+// shared history, and a way to put it back to its start-up value 0 with an
+// all-zero history.
+int filter_index_for_tests();
+void reset_filter_state_for_tests();
