@@ -7,6 +7,11 @@ void Initialize(double value);
 // Pushes one sample and returns one filtered sample.
 double Filter(double x);
 
+// Filters count values in place, exactly as calling Filter on each of them in
+// turn would: the same outputs bit for bit, and the same history and write
+// index afterwards. Several outputs are computed together, which is faster.
+void filter_block(double* values, long count);
+
 // The coefficient table (129 taps, from filter.dat).
 extern const double H[129];
 

@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
 #include <random>
 #include <vector>
 
@@ -146,5 +149,148 @@ TEST_F(FilterTest, MatchesDirectConvolutionOnRandomData) {
             expected += H[k] * at(n - (k - 1));
         }
         ASSERT_EQ(Filter(x[static_cast<std::size_t>(n)]), expected) << "n = " << n;
+    }
+}
+
+// ---- block form -----------------------------------------------------------
+
+namespace {
+
+std::uint64_t bits(double v) {
+    std::uint64_t b = 0;
+    std::memcpy(&b, &v, sizeof b);
+    return b;
+}
+
+std::vector<std::vector<double>> random_channels() {
+    std::mt19937_64 rng(20240611);
+    std::uniform_real_distribution<double> dist(-2.0e6, 2.0e6);
+    std::vector<std::vector<double>> channels;
+    // Lengths around the lane width, the history length and the chunk size.
+    for (long n : {0L, 1L, 7L, 8L, 9L, 128L, 129L, 130L, 300L, 2047L, 2048L, 2049L, 4100L, 9001L}) {
+        std::vector<double> v(static_cast<std::size_t>(n));
+        for (double& x : v) {
+            x = dist(rng);
+        }
+        channels.push_back(v);
+    }
+    // Signed zeros, tiny, huge and infinite values.
+    channels.push_back({-0.0, -0.0, 0.0, 5e-324, -5e-324, 1e308, -1e308, 1e308, 1e308,
+                        std::numeric_limits<double>::infinity(), -0.0, 3.0, -0.0, 1e-300, 2.5e300, -7.0});
+    return channels;
+}
+
+// Filters the channels one after the other like the conditioning chain, then
+// pushes a few more samples without Initialize, which reveals the history
+// that each channel left behind. Returns every output in order.
+template <typename FilterOne>
+std::vector<double> run_channels(const std::vector<std::vector<double>>& channels, FilterOne filter_one,
+                                 std::vector<int>& indices) {
+    reset_filter_state_for_tests();
+    std::vector<double> outputs;
+    for (const std::vector<double>& channel : channels) {
+        std::vector<double> v = channel;
+        Initialize(0.0);
+        filter_one(v);
+        outputs.insert(outputs.end(), v.begin(), v.end());
+        for (double probe : {1.0, -2.0, 0.5}) {
+            outputs.push_back(Filter(probe));
+        }
+        indices.push_back(filter_index_for_tests());
+    }
+    return outputs;
+}
+
+} // namespace
+
+TEST_F(FilterTest, BlockFormIsBitIdenticalOverChannels) {
+    const auto channels = random_channels();
+    std::vector<int> plain_indices;
+    std::vector<int> block_indices;
+    const std::vector<double> plain = run_channels(
+        channels,
+        [](std::vector<double>& v) {
+            for (double& x : v) {
+                x = Filter(x);
+            }
+        },
+        plain_indices);
+    const std::vector<double> block = run_channels(
+        channels, [](std::vector<double>& v) { filter_block(v.data(), static_cast<long>(v.size())); },
+        block_indices);
+    ASSERT_EQ(plain.size(), block.size());
+    for (std::size_t i = 0; i < plain.size(); ++i) {
+        ASSERT_EQ(bits(plain[i]), bits(block[i])) << "output " << i << ": " << plain[i] << " vs " << block[i];
+    }
+    EXPECT_EQ(plain_indices, block_indices);
+    // The indices really moved around the ring.
+    EXPECT_NE(plain_indices.front(), plain_indices.back());
+}
+
+TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
+    // Pieces of one stream, with no Initialize in between, equal the plain
+    // filter over the whole stream.
+    std::mt19937_64 rng(7);
+    std::uniform_real_distribution<double> dist(-1000.0, 1000.0);
+    std::vector<double> x(6000);
+    for (double& v : x) {
+        v = dist(rng);
+    }
+    for (int i = 0; i < 40; ++i) {
+        Filter(dist(rng));
+    }
+    std::vector<double> plain = x;
+    for (double& v : plain) {
+        v = Filter(v);
+    }
+    const int plain_index = filter_index_for_tests();
+    const double plain_next = Filter(1.0);
+
+    reset_filter_state_for_tests();
+    std::mt19937_64 rng2(7);
+    std::uniform_real_distribution<double> dist2(-1000.0, 1000.0);
+    std::vector<double> copy(6000);
+    for (double& v : copy) {
+        v = dist2(rng2);
+    }
+    ASSERT_EQ(copy, x);
+    for (int i = 0; i < 40; ++i) {
+        Filter(dist2(rng2));
+    }
+    std::size_t at = 0;
+    for (std::size_t piece : {std::size_t{3}, std::size_t{1}, std::size_t{200}, std::size_t{0}, std::size_t{2500},
+                              std::size_t{129}, std::size_t{3167}}) {
+        filter_block(copy.data() + at, static_cast<long>(piece));
+        at += piece;
+    }
+    ASSERT_EQ(at, copy.size());
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        ASSERT_EQ(bits(plain[i]), bits(copy[i])) << "output " << i;
+    }
+    EXPECT_EQ(filter_index_for_tests(), plain_index);
+    // The history left behind is the same too.
+    EXPECT_EQ(bits(Filter(1.0)), bits(plain_next));
+}
+
+TEST_F(FilterTest, BlockFormStartsEverySumAtPositiveZero) {
+    // A window in which every product is -0.0: the sum starts at 0.0, so the
+    // output is +0.0, not -0.0. Output 136 is the first lane of a group.
+    const long m = 136;
+    std::vector<double> x(200, 1.0);
+    x[static_cast<std::size_t>(m - 128)] = H[0] > 0 ? -0.0 : 0.0;
+    for (int k = 1; k < 129; ++k) {
+        x[static_cast<std::size_t>(m - k + 1)] = H[k] > 0 ? -0.0 : 0.0;
+    }
+    std::vector<double> plain = x;
+    Initialize(0.0);
+    for (double& v : plain) {
+        v = Filter(v);
+    }
+    ASSERT_EQ(bits(plain[static_cast<std::size_t>(m)]), bits(0.0));
+    reset_filter_state_for_tests();
+    std::vector<double> block = x;
+    filter_block(block.data(), static_cast<long>(block.size()));
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        ASSERT_EQ(bits(plain[i]), bits(block[i])) << "output " << i;
     }
 }
