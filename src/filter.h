@@ -7,5 +7,16 @@ void Initialize(double value);
 // Pushes one sample and returns one filtered sample.
 double Filter(double x);
 
+// Filters count values in place, exactly as calling Filter on each of them in
+// turn would: the same outputs bit for bit, and the same history and write
+// index afterwards. Several outputs are computed together, which is faster.
+void filter_block(double* values, long count);
+
 // The coefficient table (129 taps, from filter.dat).
 extern const double H[129];
+
+// For tests only (the tool never calls these): the write index into the
+// shared history, and a way to put it back to its start-up value 0 with an
+// all-zero history.
+int filter_index_for_tests();
+void reset_filter_state_for_tests();

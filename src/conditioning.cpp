@@ -1,0 +1,155 @@
+// The conditioning chain over the run's series, in its fixed order: offset
+// removal, max finding and scaling, resampling, low-pass filtering.
+//
+// Progress words go to standard output (silenced by quiet); stdout is flushed
+// after every step so that they keep their place among diagnostics written
+// to standard error.
+//
+// Resampling and the sample count. Interpolation between consecutive samples
+// leaves each series (n - 1) * up values long, while samples becomes
+// samples * up: the last input sample starts no pair and is not carried over.
+// With up = 1 this drops the last sample while samples stays as it was. The
+// windows are cut by samples, so at the very end of the chain (after
+// filtering) every non-empty channel series and the time axis are filled up
+// to exactly samples entries: the values with the last input sample as it
+// stood just before resampling (offset removed and scaled, never filtered),
+// the times continuing from the last interpolated time by the interpolated
+// step of the last pair, (t[n-1] - t[n-2]) / up; a single input time is
+// repeated. Empty series stay empty. With up = 1 this simply restores the
+// dropped last sample.
+#include "conditioning.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <vector>
+
+#include "conditioning_steps.h"
+#include "series.h"
+#include "settings.h"
+
+namespace {
+
+void say(const char* words) {
+    if (!quiet) {
+        std::fputs(words, stdout);
+    }
+}
+
+void end_step(const char* words) {
+    say(words);
+    std::fflush(stdout);
+}
+
+void offset_step() {
+    say("Removing offset...");
+    for (series_t& values : data) {
+        remove_series_offset(values);
+    }
+    end_step("done\n");
+}
+
+double max_step() {
+    say("Finding max...");
+    const double max = max_over_series(data);
+    end_step("done\n");
+    return max;
+}
+
+void scaling_step() {
+    if (!quiet) {
+        std::printf("Scaling %ld ... ", global_scale);
+    }
+    for (series_t& values : data) {
+        scale_series(values, global_scale);
+    }
+    end_step("done\n");
+}
+
+// What the fill-up after the chain needs from the series before resampling.
+struct resample_tail {
+    std::vector<double> last_values; // per channel; unused for empty channels
+    double first_time = 0.0;
+    double time_step = 0.0;
+};
+
+resample_tail resampling_step() {
+    if (!quiet) {
+        std::printf("Resampling %ld ... ", upsample);
+    }
+    resample_tail tail;
+    tail.last_values.reserve(data.size());
+    for (series_t& values : data) {
+        tail.last_values.push_back(values.empty() ? 0.0 : values.back());
+        values = resample_series(values, upsample);
+    }
+    const std::size_t n = time_array.size();
+    if (n > 0) {
+        tail.first_time = time_array[0];
+    }
+    if (n > 1) {
+        tail.time_step = (time_array[n - 1] - time_array[n - 2]) / static_cast<double>(upsample);
+    }
+    time_array = resample_series(time_array, upsample);
+    samples *= upsample;
+    end_step("done\n");
+    return tail;
+}
+
+void filtering_step() {
+    say("Filtering...");
+    for (series_t& values : data) {
+        filter_series(values);
+    }
+    end_step("done.\n");
+}
+
+// Fills the resampled series up to samples entries (see the top of the file).
+void fill_up_after_resampling(const resample_tail& tail, bool time_was_empty,
+                              const std::vector<bool>& channel_was_empty) {
+    for (std::size_t ch = 0; ch < data.size(); ++ch) {
+        if (!channel_was_empty[ch]) {
+            extend_series(data[ch], tail.last_values[ch], samples);
+        }
+    }
+    if (!time_was_empty) {
+        extend_time_axis(time_array, tail.first_time, tail.time_step, samples);
+    }
+}
+
+} // namespace
+
+void condition_series() {
+    const bool resampling = upsample != 0;
+    std::vector<bool> channel_was_empty;
+    if (resampling) {
+        // Refuse a bad factor before any work or output.
+        check_upsample_factor(samples, upsample);
+        check_upsample_factor(static_cast<long>(time_array.size()), upsample);
+        for (const series_t& values : data) {
+            check_upsample_factor(static_cast<long>(values.size()), upsample);
+            channel_was_empty.push_back(values.empty());
+        }
+    }
+    const bool time_was_empty = time_array.empty();
+
+    if (remove_offset) {
+        offset_step();
+    }
+    const double max = max_step();
+    if (global_scale == 0) {
+        global_scale = choose_scale(max);
+    }
+    if (global_scale != 1) {
+        scaling_step();
+    }
+    resample_tail tail;
+    if (resampling) {
+        tail = resampling_step();
+    }
+    if (need_filter) {
+        filtering_step();
+    }
+    if (resampling) {
+        fill_up_after_resampling(tail, time_was_empty, channel_was_empty);
+    }
+}
