@@ -496,3 +496,21 @@ TEST(Vxfil24, DamagedFileOnDiskThrowsTheSameMessage) {
         EXPECT_STREQ(e.what(), "Unknown magic chan\n");
     }
 }
+
+TEST(Vxfil24, ExampleRecordingsLoadAndContinueAfterAGap) {
+    const std::string dir = std::string(SOURCE_DIR) + "/examples/vx24/";
+    VXFIL24 first((dir + "arvola_20170714_024000.vx24").c_str());
+    VXFIL24 second((dir + "arvola_20170714_024530.vx24").c_str());
+    for (const VXFIL24* v : {&first, &second}) {
+        EXPECT_EQ(v->get_header().header.m_version, 2);
+        EXPECT_STREQ(v->station_name(), "arvola");
+        EXPECT_EQ(v->get_frequency(), 20.0);
+        ASSERT_EQ(v->get_channels().size(), 3u);
+        ASSERT_EQ(v->get_time().size(), 6000u);
+        for (size_t k = 0; k < 3; ++k) EXPECT_EQ(v->get_data(k).size(), 6000u);
+    }
+    EXPECT_EQ(first.get_time(0), 1500000000.0);
+    EXPECT_EQ(first.get_time(5999), 1500000000.0 + 5999 / 20.0);
+    EXPECT_EQ(second.get_time(0), 1500000330.0);
+    EXPECT_EQ(second.get_time(0) - (first.get_time(5999) + 1 / 20.0), 30.0);
+}

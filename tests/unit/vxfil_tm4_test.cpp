@@ -3,6 +3,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <unistd.h>
 
@@ -315,4 +316,45 @@ TEST(VxfilTm4, EmbeddedNulEndsTheLineForTheScan) {
     const std::string text("1 2 3 4\n2 5\0 6 7\n", 17);
     VXFIL_TM4 v = parse(text);
     EXPECT_EQ(v.get_time().size(), 1u);
+}
+
+TEST(VxfilTm4, ExampleRecordingLoads) {
+    const std::string path = std::string(SOURCE_DIR) + "/examples/tm4/dovmark_20170714_024000.tm4";
+    VXFIL_TM4 v(path.c_str(), 0.0);
+    EXPECT_STREQ(v.station_name(), "dovmark");
+    EXPECT_EQ(v.get_frequency(), 20.0);
+    EXPECT_EQ(v.get_header().common.m_seconds, 1500000000u);
+    ASSERT_EQ(v.get_time().size(), 1200u);
+    EXPECT_EQ(v.get_time(1199), 1500000059.95);
+}
+
+// Damaged text never crashes the reader and keeps its invariants.
+TEST(VxfilTm4, RandomDamage) {
+    fixtures::tm4_spec s;
+    s.lines = 20;
+    s.wave.wave = "sine";
+    const std::string original = fixtures::make_tm4(s);
+    const char alphabet[] = "0123456789.-+eEnaifx !\n\r\t\0";
+    std::mt19937 rng(7);
+    testing::internal::CaptureStderr();
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = original;
+        const int edits = 1 + static_cast<int>(rng() % 6);
+        for (int e = 0; e < edits; ++e) {
+            const size_t at = rng() % text.size();
+            const char c = rng() % 3 ? alphabet[rng() % (sizeof alphabet - 1)] : static_cast<char>(rng() & 0xFF);
+            if (rng() % 2)
+                text[at] = c;
+            else
+                text.insert(text.begin() + static_cast<std::ptrdiff_t>(at), c);
+        }
+        VXFIL_TM4 v = parse(text, rng() % 2 ? 0.0 : 1500000000.5);
+        const size_t n = v.get_header().common.m_num_channels;
+        ASSERT_GE(n, 3u);
+        ASSERT_LE(n, 8u);
+        ASSERT_EQ(v.m_data.size(), n);
+        ASSERT_EQ(v.get_channels().size(), n);
+        for (size_t k = 0; k < n; ++k) ASSERT_EQ(v.get_data(k).size(), v.get_time().size());
+    }
+    testing::internal::GetCapturedStderr();
 }
