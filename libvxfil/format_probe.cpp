@@ -31,17 +31,18 @@ constexpr size_t channel_block_128 = 260;  // 2-word stamp and 128 samples
 constexpr int min_tm4_numbers = 4;
 constexpr int max_tm4_numbers = 127;
 
-int count_numbers(const std::string& line) {
+int count_numbers(const std::string &line) {
     std::istringstream in(line);
     int count = 0;
     double value;
-    while (in >> value) ++count;
+    while (in >> value)
+        ++count;
     return count;
 }
 
 } // namespace
 
-probe_kind probe_format(const unsigned char* bytes, size_t n) {
+probe_kind probe_format(const unsigned char *bytes, size_t n) {
     if (n < 5) return probe_kind::VX16;
     if (std::memcmp(bytes, "vx24", 4) == 0) {
         VX_TRACE("Trying vx24\n");

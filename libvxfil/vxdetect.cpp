@@ -13,11 +13,11 @@ namespace VxFil {
 
 namespace {
 struct file_closer {
-    void operator()(std::FILE* f) const { std::fclose(f); }
+    void operator()(std::FILE *f) const { std::fclose(f); }
 };
 } // namespace
 
-Vxfil_Base* vxdetect(const char* path, double frequency) {
+Vxfil_Base *vxdetect(const char *path, double frequency) {
     unsigned char buf[probe_buffer_size];
     size_t n = 0;
     {

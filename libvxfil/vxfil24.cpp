@@ -33,12 +33,12 @@ constexpr size_t channel_size = 32; // one channel record
 constexpr size_t value_size = 4;    // every sample takes 4 bytes
 
 struct file_closer {
-    void operator()(std::FILE* f) const { std::fclose(f); }
+    void operator()(std::FILE *f) const { std::fclose(f); }
 };
 
 // The whole file in one read; falls back to reading in pieces when the size
 // cannot be taken in advance (a pipe, say).
-std::vector<unsigned char> read_whole_file(const char* filename) {
+std::vector<unsigned char> read_whole_file(const char *filename) {
     std::unique_ptr<std::FILE, file_closer> f(std::fopen(filename, "rb"));
     if (!f) throw std::runtime_error(std::string("Couldn't open ") + filename + "\n");
     std::vector<unsigned char> bytes;
@@ -54,13 +54,16 @@ std::vector<unsigned char> read_whole_file(const char* filename) {
     std::rewind(f.get());
     unsigned char piece[65536];
     size_t got;
-    while ((got = std::fread(piece, 1, sizeof piece, f.get())) > 0) bytes.insert(bytes.end(), piece, piece + got);
+    while ((got = std::fread(piece, 1, sizeof piece, f.get())) > 0)
+        bytes.insert(bytes.end(), piece, piece + got);
     return bytes;
 }
 
-[[noreturn]] void not_valid() { throw std::runtime_error("This is not a valid vx24 file\n"); }
+[[noreturn]] void not_valid() {
+    throw std::runtime_error("This is not a valid vx24 file\n");
+}
 
-vx_channel decode_channel(const unsigned char* p) {
+vx_channel decode_channel(const unsigned char *p) {
     vx_channel ch;
     ch.m_magic = le_magic(p);
     ch.m_channel = le16(p + 4);
@@ -73,28 +76,28 @@ vx_channel decode_channel(const unsigned char* p) {
 
 } // namespace
 
-VXFIL24::VXFIL24(const char* filename) : Vxfil_Base(filename) {
+VXFIL24::VXFIL24(const char *filename) : Vxfil_Base(filename) {
     std::vector<unsigned char> bytes = read_whole_file(filename);
     parse(bytes.data(), bytes.size());
 }
 
-VXFIL24::VXFIL24(const unsigned char* bytes, size_t size, const char* name) : Vxfil_Base(name) {
+VXFIL24::VXFIL24(const unsigned char *bytes, size_t size, const char *name) : Vxfil_Base(name) {
     parse(bytes, size);
 }
 
-void VXFIL24::parse(const unsigned char* bytes, size_t size) {
+void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     // The header is decoded from a zero-padded copy so that a short file
     // still reaches the version dispatch with defined contents.
     unsigned char head[40] = {};
     if (size > 0) std::memcpy(head, bytes, std::min(size, sizeof head));
 
-    vx_header_header& hh = m_header.header;
+    vx_header_header &hh = m_header.header;
     hh.m_magic = le_magic(head);
     hh.m_version = head[4];
     hh.m_station = head[5];
     hh.m_header_length = le16(head + 6);
 
-    vx_header_common& c = m_header.common;
+    vx_header_common &c = m_header.common;
     c.m_seconds = le32(head + 8);
     c.m_nanoseconds = le32(head + 12);
     c.m_channel_bitmap = le32(head + 16);
@@ -167,20 +170,23 @@ void VXFIL24::parse(const unsigned char* bytes, size_t size) {
     const uint64_t left_over = n_values % n_channels;
 
     m_time.reserve(per_channel);
-    for (size_t k = 0; k < n_channels; ++k) m_data[k].reserve(per_channel + (k < left_over ? 1 : 0));
+    for (size_t k = 0; k < n_channels; ++k)
+        m_data[k].reserve(per_channel + (k < left_over ? 1 : 0));
 
     const double t0 = m_header.time();
     const double f = c.m_sample_freq_hz;
-    for (uint64_t i = 0; i < per_channel; ++i) m_time.push_back(static_cast<double>(i) / f + t0);
+    for (uint64_t i = 0; i < per_channel; ++i)
+        m_time.push_back(static_cast<double>(i) / f + t0);
 
-    const unsigned char* values = bytes + pos;
+    const unsigned char *values = bytes + pos;
     for (size_t k = 0; k < n_channels; ++k) {
-        data_channel_type& d = m_data[k];
+        data_channel_type &d = m_data[k];
         const uint64_t count = per_channel + (k < left_over ? 1 : 0);
         if (count == 0) continue;
-        const unsigned char* first = values + k * value_size;
+        const unsigned char *first = values + k * value_size;
         const uint64_t stride = n_channels * value_size;
-        for (uint64_t i = 0; i < count; ++i) d.push_back(static_cast<int32_t>(le32(first + i * stride)));
+        for (uint64_t i = 0; i < count; ++i)
+            d.push_back(static_cast<int32_t>(le32(first + i * stride)));
     }
 }
 

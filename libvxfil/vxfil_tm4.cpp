@@ -24,17 +24,19 @@ constexpr int max_values = 8;
 
 // Truncation toward zero into an unsigned 32-bit field; false when the result
 // would not fit (or v is not a number), where a plain conversion is undefined.
-bool truncate_u32(double v, uint32_t& out) {
+bool truncate_u32(double v, uint32_t &out) {
     if (!(v > -1.0 && v < 4294967296.0)) return false;
     out = static_cast<uint32_t>(v);
     return true;
 }
 
-bool fits_int32(double v) { return v > -2147483649.0 && v < 2147483648.0; }
+bool fits_int32(double v) {
+    return v > -2147483649.0 && v < 2147483648.0;
+}
 
 // The next line of text without its line feed, as a stream's getline gives it;
 // false once the text is used up.
-bool next_line(std::string_view text, size_t& pos, std::string& line) {
+bool next_line(std::string_view text, size_t &pos, std::string &line) {
     if (pos >= text.size()) return false;
     size_t end = text.find('\n', pos);
     if (end == std::string_view::npos) end = text.size();
@@ -45,7 +47,7 @@ bool next_line(std::string_view text, size_t& pos, std::string& line) {
 
 } // namespace
 
-VXFIL_TM4::VXFIL_TM4(const char* filename, double initial_basetime) : Vxfil_Base(filename) {
+VXFIL_TM4::VXFIL_TM4(const char *filename, double initial_basetime) : Vxfil_Base(filename) {
     // A file that cannot be opened simply reads as empty.
     std::ifstream in(filename, std::ios::binary);
     std::string text;
@@ -53,13 +55,13 @@ VXFIL_TM4::VXFIL_TM4(const char* filename, double initial_basetime) : Vxfil_Base
     parse(text, initial_basetime);
 }
 
-VXFIL_TM4::VXFIL_TM4(std::string_view text, const char* name, double initial_basetime) : Vxfil_Base(name) {
+VXFIL_TM4::VXFIL_TM4(std::string_view text, const char *name, double initial_basetime) : Vxfil_Base(name) {
     parse(text, initial_basetime);
 }
 
 void VXFIL_TM4::parse(std::string_view text, double initial_basetime) {
-    vx_header_header& hh = m_header.header;
-    vx_header_common& c = m_header.common;
+    vx_header_header &hh = m_header.header;
+    vx_header_common &c = m_header.common;
     hh.m_magic = magic_vx24;
     hh.m_version = 1;
     hh.m_station = test;
@@ -74,7 +76,7 @@ void VXFIL_TM4::parse(std::string_view text, double initial_basetime) {
         m_data.resize(n);
         m_channels.assign(n, vx_channel{});
         for (size_t k = 0; k < n; ++k) {
-            vx_channel& ch = m_channels[k];
+            vx_channel &ch = m_channels[k];
             ch.m_magic = magic_chan;
             ch.m_channel = static_cast<uint16_t>(k);
             ch.m_gain = 1;
@@ -134,15 +136,16 @@ void VXFIL_TM4::parse(std::string_view text, double initial_basetime) {
         }
 
         // One scan per line with the C library's %lf rules.
-        const int r = std::sscanf(line.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf", &t, &ch_val[0],
-                                  &ch_val[1], &ch_val[2], &ch_val[3], &ch_val[4], &ch_val[5], &ch_val[6],
-                                  &ch_val[7]);
+        const int r =
+            std::sscanf(line.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf", &t, &ch_val[0], &ch_val[1],
+                        &ch_val[2], &ch_val[3], &ch_val[4], &ch_val[5], &ch_val[6], &ch_val[7]);
         if (r < 4) break;
         // A time that is not a number, or a value that no 32-bit count can
         // hold, ends the data like a malformed line.
         if (!std::isfinite(t)) break;
         bool values_fit = true;
-        for (int k = 0; k < r - 1; ++k) values_fit = values_fit && fits_int32(ch_val[k]);
+        for (int k = 0; k < r - 1; ++k)
+            values_fit = values_fit && fits_int32(ch_val[k]);
         if (!values_fit) break;
 
         const size_t n_values = static_cast<size_t>(r - 1);
@@ -161,7 +164,8 @@ void VXFIL_TM4::parse(std::string_view text, double initial_basetime) {
         if (n_values != c.m_num_channels) break;
 
         // The time column is kept as it stands, gaps and irregular steps included.
-        for (size_t k = 0; k < c.m_num_channels; ++k) m_data[k].push_back(static_cast<int32_t>(ch_val[k]));
+        for (size_t k = 0; k < c.m_num_channels; ++k)
+            m_data[k].push_back(static_cast<int32_t>(ch_val[k]));
         m_time.push_back(t);
     }
 }

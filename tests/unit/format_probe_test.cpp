@@ -17,37 +17,40 @@ struct probe_result {
 };
 
 // Runs the probe with tracing on and returns its decision and trace output.
-probe_result probe(const std::string& bytes) {
+probe_result probe(const std::string &bytes) {
     const int saved = vxfil_debug;
     vxfil_debug = 1;
     testing::internal::CaptureStderr();
-    const probe_kind kind = probe_format(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+    const probe_kind kind = probe_format(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
     std::string trace = testing::internal::GetCapturedStderr();
     vxfil_debug = saved;
     return {kind, trace};
 }
 
 // The trace line of the probe: "Debug:<source>(<line>) <message>\n".
-bool is_trace(const std::string& trace, const std::string& message) {
+bool is_trace(const std::string &trace, const std::string &message) {
     return std::regex_match(trace, std::regex("Debug:format_probe\\.cpp\\([0-9]+\\) " + message + "\n"));
 }
 
-const std::string s512_comment = "!S512Tidserier sampfrek: 20 gain: 1 station: arvola date: 2017-07-14 time: 02:40:00";
-const std::string s128_comment = "!S128Tidserier sampfrek: 18 gain: 1 station: bredmo date: 2017-07-14 time: 02:40:00";
+const std::string s512_comment =
+    "!S512Tidserier sampfrek: 20 gain: 1 station: arvola date: 2017-07-14 time: 02:40:00";
+const std::string s128_comment =
+    "!S128Tidserier sampfrek: 18 gain: 1 station: bredmo date: 2017-07-14 time: 02:40:00";
 
 std::string numbers(int count) {
     std::string line;
-    for (int i = 0; i < count; ++i) line += (i ? " " : "") + std::to_string(1500000000 + i) + ".5";
+    for (int i = 0; i < count; ++i)
+        line += (i ? " " : "") + std::to_string(1500000000 + i) + ".5";
     return line;
 }
 
 // A binary file start: comment, carriage return, then three channel blocks
 // of 2 stamp words and `samples` 16-bit samples each. The stamps of the
 // channels are given; the samples vary.
-std::string binary_file(const std::string& comment, size_t samples, const std::string& stamps0,
-                        const std::string& stamps1, const std::string& stamps2) {
+std::string binary_file(const std::string &comment, size_t samples, const std::string &stamps0,
+                        const std::string &stamps1, const std::string &stamps2) {
     std::string out = comment + "\r";
-    const std::string* stamps[] = {&stamps0, &stamps1, &stamps2};
+    const std::string *stamps[] = {&stamps0, &stamps1, &stamps2};
     for (int ch = 0; ch < 3; ++ch) {
         out += *stamps[ch];
         for (size_t i = 0; i < samples; ++i) {
@@ -61,7 +64,7 @@ std::string binary_file(const std::string& comment, size_t samples, const std::s
 } // namespace
 
 TEST(FormatProbe, Vx24IsKnownByItsFirstFourBytesAlone) {
-    const std::string vx24 = fixtures::make_vx24(fixtures::vx24_spec{});
+    const std::string vx24 = fixtures::make_vx24(fixtures::vx24_params{});
     probe_result r = probe(vx24);
     EXPECT_EQ(r.kind, probe_kind::VX24);
     EXPECT_TRUE(is_trace(r.trace, "Trying vx24")) << r.trace;
@@ -76,14 +79,15 @@ TEST(FormatProbe, Vx24IsKnownByItsFirstFourBytesAlone) {
 TEST(FormatProbe, NoTraceWithoutTheDebugSwitch) {
     vxfil_debug = 0;
     testing::internal::CaptureStderr();
-    EXPECT_EQ(probe_format(reinterpret_cast<const unsigned char*>("vx24...."), 8), probe_kind::VX24);
+    EXPECT_EQ(probe_format(reinterpret_cast<const unsigned char *>("vx24...."), 8), probe_kind::VX24);
     const std::string text = s512_comment + "\n" + numbers(4) + "\n";
-    EXPECT_EQ(probe_format(reinterpret_cast<const unsigned char*>(text.data()), text.size()), probe_kind::TM4);
+    EXPECT_EQ(probe_format(reinterpret_cast<const unsigned char *>(text.data()), text.size()),
+              probe_kind::TM4);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(FormatProbe, FewerThanFiveBytesGoToTheVx16Reader) {
-    for (const std::string& bytes : {std::string(""), std::string("vx24"), std::string("!S51")}) {
+    for (const std::string &bytes : {std::string(""), std::string("vx24"), std::string("!S51")}) {
         probe_result r = probe(bytes);
         EXPECT_EQ(r.kind, probe_kind::VX16) << bytes;
         EXPECT_EQ(r.trace, "");
@@ -101,7 +105,7 @@ TEST(FormatProbe, UnixStampCommentGoesToTheVx16ReaderUnprobed) {
 }
 
 TEST(FormatProbe, OtherFirstBytesGoToTheVx16ReaderUnprobed) {
-    for (const std::string& bytes : {std::string("!Tidserier 20 3\n1 2 3 4\n"), std::string("Tidserier\n"),
+    for (const std::string &bytes : {std::string("!Tidserier 20 3\n1 2 3 4\n"), std::string("Tidserier\n"),
                                      std::string("!s512Tidserier\n1 2 3 4\n"), std::string("hello world")}) {
         probe_result r = probe(bytes);
         EXPECT_EQ(r.kind, probe_kind::VX16) << bytes;
@@ -129,14 +133,15 @@ TEST(FormatProbe, TextLineCountsDecide) {
     struct {
         int count;
         probe_kind kind;
-        const char* trace;
-    } cases[] = {{0, probe_kind::VX16, "Trying text !S512"},  {1, probe_kind::VX16, "Trying text !S512"},
-                 {3, probe_kind::VX16, "Trying text !S512"},  {4, probe_kind::TM4, "Trying text TM4"},
-                 {9, probe_kind::TM4, "Trying text TM4"},     {127, probe_kind::TM4, "Trying text TM4"},
+        const char *trace;
+    } cases[] = {{0, probe_kind::VX16, "Trying text !S512"},   {1, probe_kind::VX16, "Trying text !S512"},
+                 {3, probe_kind::VX16, "Trying text !S512"},   {4, probe_kind::TM4, "Trying text TM4"},
+                 {9, probe_kind::TM4, "Trying text TM4"},      {127, probe_kind::TM4, "Trying text TM4"},
                  {128, probe_kind::VX16, "Trying text !S512"}, {200, probe_kind::VX16, "Trying text !S512"}};
-    for (const auto& c : cases) {
-        for (const char* line_end : {"\n", "\r\n"}) {
-            probe_result r = probe(s512_comment + line_end + numbers(c.count) + line_end + numbers(3) + line_end);
+    for (const auto &c : cases) {
+        for (const char *line_end : {"\n", "\r\n"}) {
+            probe_result r =
+                probe(s512_comment + line_end + numbers(c.count) + line_end + numbers(3) + line_end);
             EXPECT_EQ(r.kind, c.kind) << c.count;
             EXPECT_TRUE(is_trace(r.trace, c.trace)) << c.count << ": " << r.trace;
         }

@@ -8,10 +8,10 @@
 using namespace VxFil;
 
 namespace {
-std::string at_error_text(auto&& lookup) {
+std::string at_error_text(auto &&lookup) {
     try {
         lookup();
-    } catch (const std::out_of_range& e) {
+    } catch (const std::out_of_range &e) {
         return e.what();
     }
     return "no exception";
@@ -54,7 +54,8 @@ TEST(Stations, StringTableIsComplete) {
         {"d2", 3},      {"a", 0},       {"b", 1},        {"c", 2},        {"d", 3},      {"e", 4},
     };
     ASSERT_EQ(station_string2stationid.size(), 18u);
-    for (const auto& [key, value] : expected) EXPECT_EQ(station_string2stationid.at(key), value) << key;
+    for (const auto &[key, value] : expected)
+        EXPECT_EQ(station_string2stationid.at(key), value) << key;
     EXPECT_EQ(station_string2stationid.count("test"), 0u);
     EXPECT_EQ(station_string2stationid.count("unknown"), 0u);
     EXPECT_EQ(station_string2stationid.count("e2"), 0u);
@@ -64,8 +65,8 @@ TEST(Stations, StringTableIsComplete) {
 TEST(Stations, LetterCodesIgnoreCase) {
     EXPECT_EQ(old_station2new_station('D'), 3);
     EXPECT_EQ(old_station2new_station('d'), 3);
-    const char* upper = "ABCDE";
-    const char* lower = "abcde";
+    const char *upper = "ABCDE";
+    const char *lower = "abcde";
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(old_station2new_station(upper[i]), i);
         EXPECT_EQ(old_station2new_station(lower[i]), i);
@@ -87,9 +88,11 @@ TEST(Stations, NumberToName) {
 }
 
 TEST(Stations, NameTableIsComplete) {
-    const char* names[] = {"arvola", "bredmo", "corsund", "dovmark", "ensholm", "arvola2", "bredmo2", "corsund2",
-                           "dovmark2"};
+    const char *names[] = {"arvola",  "bredmo",  "corsund",  "dovmark", "ensholm",
+                           "arvola2", "bredmo2", "corsund2", "dovmark2"};
     ASSERT_EQ(stationid2stationname.size(), 11u);
-    for (int i = 0; i < 9; ++i) EXPECT_STREQ(stationid2stationname.at(static_cast<STATIONS>(i)), names[i]);
-    for (int i = 9; i < 254; ++i) EXPECT_EQ(stationid2stationname.count(static_cast<STATIONS>(i)), 0u) << i;
+    for (int i = 0; i < 9; ++i)
+        EXPECT_STREQ(stationid2stationname.at(static_cast<STATIONS>(i)), names[i]);
+    for (int i = 9; i < 254; ++i)
+        EXPECT_EQ(stationid2stationname.count(static_cast<STATIONS>(i)), 0u) << i;
 }

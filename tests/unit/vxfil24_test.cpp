@@ -14,19 +14,19 @@
 
 using namespace VxFil;
 using fixtures::make_vx24;
-using fixtures::vx24_spec;
+using fixtures::vx24_params;
 
 namespace {
 
-VXFIL24 load(const std::string& bytes) {
-    return VXFIL24(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), "mem");
+VXFIL24 load(const std::string &bytes) {
+    return VXFIL24(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size(), "mem");
 }
 
 // The message of the runtime error that loading throws, or "" when it loads.
-std::string load_error(const std::string& bytes) {
+std::string load_error(const std::string &bytes) {
     try {
         load(bytes);
-    } catch (const std::runtime_error& e) {
+    } catch (const std::runtime_error &e) {
         return e.what();
     }
     return "";
@@ -48,18 +48,18 @@ struct temp_dir {
         std::filesystem::create_directories(path);
     }
     ~temp_dir() { std::filesystem::remove_all(path); }
-    std::string write(const std::string& name, const std::string& bytes) const {
+    std::string write(const std::string &name, const std::string &bytes) const {
         std::string p = (path / name).string();
         std::ofstream(p, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         return p;
     }
 };
 
-const std::set<std::string> documented_messages = {
-    "This is not a valid vx24 file\n", "Unknown magic chns\n", "Unknown magic chan\n", "Unknown magic data\n"};
+const std::set<std::string> documented_messages = {"This is not a valid vx24 file\n", "Unknown magic chns\n",
+                                                   "Unknown magic chan\n", "Unknown magic data\n"};
 
-vx24_spec spec_v(int version) {
-    vx24_spec s;
+vx24_params params_v(int version) {
+    vx24_params s;
     s.version = version;
     return s;
 }
@@ -67,7 +67,7 @@ vx24_spec spec_v(int version) {
 } // namespace
 
 TEST(Vxfil24, VersionZeroHasItsChannelBlockAt32) {
-    std::string bytes = make_vx24(spec_v(0));
+    std::string bytes = make_vx24(params_v(0));
     EXPECT_EQ(bytes.substr(32, 4), "chns");
     VXFIL24 v = load(bytes);
     EXPECT_EQ(v.get_header().header.m_version, 0);
@@ -78,7 +78,7 @@ TEST(Vxfil24, VersionZeroHasItsChannelBlockAt32) {
 }
 
 TEST(Vxfil24, VersionOneHasItsChannelBlockAt36AndALongerHeaderLength) {
-    vx24_spec s = spec_v(1);
+    vx24_params s = params_v(1);
     s.header_length = 1000;
     s.host_timestamp = 1499999999;
     std::string bytes = make_vx24(s);
@@ -92,13 +92,13 @@ TEST(Vxfil24, VersionOneHasItsChannelBlockAt36AndALongerHeaderLength) {
 }
 
 TEST(Vxfil24, VersionOneHeaderLengthWrapsInSixteenBits) {
-    vx24_spec s = spec_v(1);
+    vx24_params s = params_v(1);
     s.header_length = 65534;
     EXPECT_EQ(load(make_vx24(s)).get_header().header.m_header_length, 2);
 }
 
 TEST(Vxfil24, VersionTwoHasItsChannelBlockAt40AndADeviceId) {
-    vx24_spec s = spec_v(2);
+    vx24_params s = params_v(2);
     s.host_timestamp = 1234;
     s.device_id = 0xDEADBEEF;
     std::string bytes = make_vx24(s);
@@ -112,7 +112,7 @@ TEST(Vxfil24, VersionTwoHasItsChannelBlockAt40AndADeviceId) {
 }
 
 TEST(Vxfil24, HeaderAndChannelFieldsAreDecoded) {
-    vx24_spec s = spec_v(2);
+    vx24_params s = params_v(2);
     s.station = 7;
     s.seconds = 1600000000;
     s.nanoseconds = 250000000;
@@ -127,7 +127,7 @@ TEST(Vxfil24, HeaderAndChannelFieldsAreDecoded) {
     s.bits_per_sample = 24;
     s.bytes_per_sample = 3;
     VXFIL24 v = load(make_vx24(s));
-    const vx_header& h = v.get_header();
+    const vx_header &h = v.get_header();
     EXPECT_EQ(h.header.m_magic, magic_vx24);
     EXPECT_EQ(h.header.m_station, 7);
     EXPECT_STREQ(v.station_name(), "corsund2");
@@ -142,7 +142,7 @@ TEST(Vxfil24, HeaderAndChannelFieldsAreDecoded) {
     ASSERT_EQ(v.get_channels().size(), 3u);
     const uint16_t numbers[] = {4, 2, 65535};
     for (size_t k = 0; k < 3; ++k) {
-        const vx_channel& ch = v.get_channel_info(k);
+        const vx_channel &ch = v.get_channel_info(k);
         EXPECT_EQ(ch.m_magic, magic_chan);
         EXPECT_EQ(ch.m_channel, numbers[k]);
         EXPECT_EQ(ch.m_gain, 64);
@@ -156,7 +156,7 @@ TEST(Vxfil24, HeaderAndChannelFieldsAreDecoded) {
 
 TEST(Vxfil24, ForeignMagicWithVersionZeroToTwoIsNotValid) {
     for (int version = 0; version <= 2; ++version) {
-        std::string bytes = make_vx24(spec_v(version));
+        std::string bytes = make_vx24(params_v(version));
         bytes[0] = 'V';
         EXPECT_EQ(load_error(bytes), "This is not a valid vx24 file\n") << version;
         bytes.replace(0, 4, "!S51");
@@ -168,13 +168,13 @@ TEST(Vxfil24, VersionThreeOrMoreEndsThroughTheFatalHandler) {
     throwing_fatal guard;
     for (int version = 3; version < 256; ++version) {
         for (bool foreign : {false, true}) {
-            std::string bytes = make_vx24(spec_v(2));
+            std::string bytes = make_vx24(params_v(2));
             bytes[4] = static_cast<char>(version);
             if (foreign) bytes.replace(0, 4, "!S51");
             try {
                 load(bytes);
                 FAIL() << "version " << version << " loaded";
-            } catch (const fatal_exit_called& e) {
+            } catch (const fatal_exit_called &e) {
                 EXPECT_EQ(e.status, 1);
             } catch (...) {
                 FAIL() << "version " << version << " threw something else";
@@ -191,7 +191,7 @@ TEST(Vxfil24, ShortFileWithVersionThreeStillEndsThroughTheFatalHandler) {
 
 TEST(Vxfil24DeathTest, VersionThreeEndsTheProcessSilentlyWithStatusOne) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    std::string bytes = make_vx24(spec_v(1));
+    std::string bytes = make_vx24(params_v(1));
     bytes[4] = 3;
     EXPECT_EXIT(
         {
@@ -212,7 +212,7 @@ TEST(Vxfil24DeathTest, VersionThreeEndsTheProcessSilentlyWithStatusOne) {
 TEST(Vxfil24DeathTest, VersionThreeFromAFileEndsTheProcessSilently) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     temp_dir dir;
-    std::string bytes = make_vx24(spec_v(0));
+    std::string bytes = make_vx24(params_v(0));
     bytes[4] = 9;
     const std::string path = dir.write("v9.vx24", bytes);
     EXPECT_EXIT(
@@ -224,7 +224,7 @@ TEST(Vxfil24DeathTest, VersionThreeFromAFileEndsTheProcessSilently) {
 }
 
 TEST(Vxfil24, TrailingBytesThatMakeNoValueAreIgnored) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 3;
     s.samples = 2500;
     s.extra_bytes = 2;
@@ -234,15 +234,17 @@ TEST(Vxfil24, TrailingBytesThatMakeNoValueAreIgnored) {
     VXFIL24 v = load(bytes);
     ASSERT_EQ(v.get_time().size(), 2500u);
     const double t0 = v.get_header().time();
-    for (size_t i = 0; i < 2500; ++i) EXPECT_EQ(v.get_time(i), static_cast<double>(i) / 20.0 + t0) << i;
+    for (size_t i = 0; i < 2500; ++i)
+        EXPECT_EQ(v.get_time(i), static_cast<double>(i) / 20.0 + t0) << i;
     for (size_t k = 0; k < 3; ++k) {
         ASSERT_EQ(v.get_data(k).size(), 2500u);
-        for (size_t i = 0; i < 2500; ++i) ASSERT_EQ(v.get_data(k)[i], static_cast<int32_t>(3 * i + k));
+        for (size_t i = 0; i < 2500; ++i)
+            ASSERT_EQ(v.get_data(k)[i], static_cast<int32_t>(3 * i + k));
     }
 }
 
 TEST(Vxfil24, TimesAreQuotientPlusStartWithAnAwkwardRate) {
-    vx24_spec s;
+    vx24_params s;
     s.seconds = 1500000123;
     s.nanoseconds = 987654321;
     s.rate = 19.98;
@@ -250,11 +252,12 @@ TEST(Vxfil24, TimesAreQuotientPlusStartWithAnAwkwardRate) {
     VXFIL24 v = load(make_vx24(s));
     const double t0 = 1500000123 + 987654321 / 1e9;
     ASSERT_EQ(v.get_time().size(), 5000u);
-    for (size_t i = 0; i < 5000; ++i) ASSERT_EQ(v.get_time(i), static_cast<double>(i) / 19.98 + t0) << i;
+    for (size_t i = 0; i < 5000; ++i)
+        ASSERT_EQ(v.get_time(i), static_cast<double>(i) / 19.98 + t0) << i;
 }
 
 TEST(Vxfil24, ValuesBeyondTheLastFrameGoToTheFirstChannels) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 3;
     s.samples = 2;
     s.extra_values = 1;
@@ -273,21 +276,23 @@ TEST(Vxfil24, ValuesBeyondTheLastFrameGoToTheFirstChannels) {
 }
 
 TEST(Vxfil24, EmptyDataBlockGivesEmptySequences) {
-    vx24_spec s;
+    vx24_params s;
     s.samples = 0;
     VXFIL24 v = load(make_vx24(s));
     EXPECT_TRUE(v.get_time().empty());
     ASSERT_EQ(v.get_channels().size(), 3u);
-    for (size_t k = 0; k < 3; ++k) EXPECT_TRUE(v.get_data(k).empty());
+    for (size_t k = 0; k < 3; ++k)
+        EXPECT_TRUE(v.get_data(k).empty());
 
     s.extra_bytes = 3; // less than one value
     VXFIL24 w = load(make_vx24(s));
     EXPECT_TRUE(w.get_time().empty());
-    for (size_t k = 0; k < 3; ++k) EXPECT_TRUE(w.get_data(k).empty());
+    for (size_t k = 0; k < 3; ++k)
+        EXPECT_TRUE(w.get_data(k).empty());
 }
 
 TEST(Vxfil24, FirstTimeFromSecondsAndNanoseconds) {
-    vx24_spec s;
+    vx24_params s;
     s.seconds = 1500000000;
     s.nanoseconds = 500000000;
     VXFIL24 v = load(make_vx24(s));
@@ -297,7 +302,7 @@ TEST(Vxfil24, FirstTimeFromSecondsAndNanoseconds) {
 }
 
 TEST(Vxfil24, SamplesAreSignedAndTakenAsTheyStand) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 1;
     s.samples = 4;
     s.bits_per_sample = 16;
@@ -306,13 +311,13 @@ TEST(Vxfil24, SamplesAreSignedAndTakenAsTheyStand) {
     const size_t d = fixtures::vx24_data_offset(1, 1);
     const unsigned char raw[16] = {0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x00, 0x00, 0x80,
                                    0xFF, 0xFF, 0xFF, 0x7F, 0xFF, 0xFF, 0x00, 0x00};
-    bytes.replace(d, 16, reinterpret_cast<const char*>(raw), 16);
+    bytes.replace(d, 16, reinterpret_cast<const char *>(raw), 16);
     VXFIL24 v = load(bytes);
     EXPECT_EQ(v.get_data(0), (data_channel_type{-1, INT32_MIN, INT32_MAX, 65535}));
 }
 
 TEST(Vxfil24, ManyChannels) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 255;
     s.samples = 10;
     s.extra_values = 254;
@@ -325,7 +330,7 @@ TEST(Vxfil24, ManyChannels) {
 }
 
 TEST(Vxfil24, ZeroChannelsIsNotValid) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 0;
     s.samples = 0;
     s.extra_values = 5;
@@ -335,7 +340,7 @@ TEST(Vxfil24, ZeroChannelsIsNotValid) {
 }
 
 TEST(Vxfil24, ZeroChannelsKeepsTheOrderOfTheChunkMessages) {
-    vx24_spec s;
+    vx24_params s;
     s.channels = 0;
     std::string bytes = make_vx24(s);
     std::string bad_data = bytes;
@@ -347,20 +352,20 @@ TEST(Vxfil24, ZeroChannelsKeepsTheOrderOfTheChunkMessages) {
 }
 
 TEST(Vxfil24, BadChannelRecordMagic) {
-    std::string bytes = make_vx24(spec_v(1));
+    std::string bytes = make_vx24(params_v(1));
     bytes[36 + 8 + 32 * 2] = 'C';
     EXPECT_EQ(load_error(bytes), "Unknown magic chan\n");
 }
 
 TEST(Vxfil24, BadDataMagic) {
-    std::string bytes = make_vx24(spec_v(2));
+    std::string bytes = make_vx24(params_v(2));
     bytes[fixtures::vx24_data_offset(2, 3) - 8 + 3] = 'A';
     EXPECT_EQ(load_error(bytes), "Unknown magic data\n");
 }
 
 TEST(Vxfil24, FileShorterThanItsHeaderIsNotValid) {
     for (int version = 0; version <= 2; ++version) {
-        const std::string bytes = make_vx24(spec_v(version));
+        const std::string bytes = make_vx24(params_v(version));
         const size_t h = fixtures::vx24_header_size(version);
         EXPECT_EQ(load_error(bytes.substr(0, h - 1)), "This is not a valid vx24 file\n") << version;
         EXPECT_EQ(load_error(bytes.substr(0, h)), "Unknown magic chns\n") << version;
@@ -373,7 +378,7 @@ TEST(Vxfil24, EmptyBufferFromANullPointer) {
     try {
         VXFIL24 v(nullptr, 0, "null");
         FAIL() << "an empty buffer loaded";
-    } catch (const std::runtime_error& e) {
+    } catch (const std::runtime_error &e) {
         EXPECT_STREQ(e.what(), "This is not a valid vx24 file\n");
     }
 }
@@ -382,7 +387,7 @@ TEST(Vxfil24, EmptyBufferFromANullPointer) {
 // message of the part that is cut, or loads the samples that are whole.
 TEST(Vxfil24, TruncationAtEveryOffset) {
     for (int version = 0; version <= 2; ++version) {
-        vx24_spec s = spec_v(version);
+        vx24_params s = params_v(version);
         s.samples = 8;
         const std::string bytes = make_vx24(s);
         const size_t h = fixtures::vx24_header_size(version);
@@ -416,7 +421,7 @@ TEST(Vxfil24, TruncationAtEveryOffset) {
 TEST(Vxfil24, RandomByteFlips) {
     throwing_fatal guard;
     std::mt19937 rng(20240601);
-    vx24_spec s = spec_v(2);
+    vx24_params s = params_v(2);
     s.samples = 6;
     s.channels = 3;
     const std::string original = make_vx24(s);
@@ -441,10 +446,10 @@ TEST(Vxfil24, RandomByteFlips) {
                 ASSERT_GE(v.get_data(k).size(), v.get_time().size());
                 ASSERT_LE(v.get_data(k).size(), v.get_time().size() + 1);
             }
-        } catch (const std::runtime_error& e) {
+        } catch (const std::runtime_error &e) {
             ++rejected;
             ASSERT_TRUE(documented_messages.count(e.what())) << e.what();
-        } catch (const fatal_exit_called& e) {
+        } catch (const fatal_exit_called &e) {
             ++ended;
             ASSERT_EQ(e.status, 1);
         }
@@ -456,7 +461,7 @@ TEST(Vxfil24, RandomByteFlips) {
 
 TEST(Vxfil24, ReadsAFileLikeItsBytes) {
     temp_dir dir;
-    vx24_spec s = spec_v(2);
+    vx24_params s = params_v(2);
     s.wave.wave = "sine";
     s.wave.amp = 3000;
     s.wave.noise = 50;
@@ -467,7 +472,8 @@ TEST(Vxfil24, ReadsAFileLikeItsBytes) {
     VXFIL24 from_file(path.c_str());
     VXFIL24 from_memory = load(bytes);
     EXPECT_EQ(from_file.get_time(), from_memory.get_time());
-    for (size_t k = 0; k < 3; ++k) EXPECT_EQ(from_file.get_data(k), from_memory.get_data(k));
+    for (size_t k = 0; k < 3; ++k)
+        EXPECT_EQ(from_file.get_data(k), from_memory.get_data(k));
     for (uint64_t p = 0; p < 3 * 1200 + 2; ++p)
         ASSERT_EQ(from_file.get_data(p % 3)[p / 3], fixtures::vx24_value(s, p)) << p;
     EXPECT_EQ(from_file.get_header().v.v2.m_device_id, 0u);
@@ -479,20 +485,20 @@ TEST(Vxfil24, MissingFileCannotBeOpened) {
     try {
         VXFIL24 v(path.c_str());
         FAIL() << "a missing file loaded";
-    } catch (const std::runtime_error& e) {
+    } catch (const std::runtime_error &e) {
         EXPECT_EQ(std::string(e.what()), "Couldn't open " + path + "\n");
     }
 }
 
 TEST(Vxfil24, DamagedFileOnDiskThrowsTheSameMessage) {
     temp_dir dir;
-    std::string bytes = make_vx24(spec_v(0));
+    std::string bytes = make_vx24(params_v(0));
     bytes[32 + 8] = 'x';
     const std::string path = dir.write("bad.vx24", bytes);
     try {
         VXFIL24 v(path.c_str());
         FAIL();
-    } catch (const std::runtime_error& e) {
+    } catch (const std::runtime_error &e) {
         EXPECT_STREQ(e.what(), "Unknown magic chan\n");
     }
 }
@@ -501,13 +507,14 @@ TEST(Vxfil24, ExampleRecordingsLoadAndContinueAfterAGap) {
     const std::string dir = std::string(SOURCE_DIR) + "/examples/vx24/";
     VXFIL24 first((dir + "arvola_20170714_024000.vx24").c_str());
     VXFIL24 second((dir + "arvola_20170714_024530.vx24").c_str());
-    for (const VXFIL24* v : {&first, &second}) {
+    for (const VXFIL24 *v : {&first, &second}) {
         EXPECT_EQ(v->get_header().header.m_version, 2);
         EXPECT_STREQ(v->station_name(), "arvola");
         EXPECT_EQ(v->get_frequency(), 20.0);
         ASSERT_EQ(v->get_channels().size(), 3u);
         ASSERT_EQ(v->get_time().size(), 6000u);
-        for (size_t k = 0; k < 3; ++k) EXPECT_EQ(v->get_data(k).size(), 6000u);
+        for (size_t k = 0; k < 3; ++k)
+            EXPECT_EQ(v->get_data(k).size(), 6000u);
     }
     EXPECT_EQ(first.get_time(0), 1500000000.0);
     EXPECT_EQ(first.get_time(5999), 1500000000.0 + 5999 / 20.0);

@@ -24,7 +24,7 @@ vx_channel channel(double v_min, double v_max, double ext_gain, uint16_t gain = 
 
 TEST(VxfilBase, Raw2VoltOfZeroIsZeroForEveryChannel) {
     Vxfil_Base base("none");
-    for (const vx_channel& ch : {channel(-10, 10, 1), channel(-1, 1, 20), channel(0, 2.5e-6, 1e3),
+    for (const vx_channel &ch : {channel(-10, 10, 1), channel(-1, 1, 20), channel(0, 2.5e-6, 1e3),
                                  channel(-5, -3, -7), channel(0, 0, 0)})
         EXPECT_EQ(base.raw2volt(0, ch), 0.0);
 }
@@ -53,7 +53,7 @@ TEST(VxfilBase, StationNameUsesTheCheckedLookup) {
     try {
         base.station_name();
         FAIL() << "station 9 has a name";
-    } catch (const std::out_of_range& e) {
+    } catch (const std::out_of_range &e) {
         EXPECT_STREQ(e.what(), "map::at");
     }
     base.m_header.header.m_station = 254;
@@ -77,15 +77,15 @@ TEST(VxfilBase, EveryStationByteNamesOrThrows) {
 
 TEST(VxfilBase, OriginThroughTheBaseReference) {
     Vxfil_Base base("none");
-    EXPECT_EQ(static_cast<const Vxfil_Base&>(base).get_origin(), ORIGIN_UNDEFINED);
+    EXPECT_EQ(static_cast<const Vxfil_Base &>(base).get_origin(), ORIGIN_UNDEFINED);
 
-    const std::string bytes = fixtures::make_vx24(fixtures::vx24_spec{});
-    VXFIL24 vx24(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size(), "mem");
-    const Vxfil_Base& as_base24 = vx24;
+    const std::string bytes = fixtures::make_vx24(fixtures::vx24_params{});
+    VXFIL24 vx24(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size(), "mem");
+    const Vxfil_Base &as_base24 = vx24;
     EXPECT_EQ(as_base24.get_origin(), ORIGIN_VX24);
 
     VXFIL_TM4 tm4(std::string_view("1 2 3 4\n"), "mem", 0.0);
-    const Vxfil_Base& as_base_tm4 = tm4;
+    const Vxfil_Base &as_base_tm4 = tm4;
     EXPECT_EQ(as_base_tm4.get_origin(), ORIGIN_TM4);
 
     EXPECT_EQ(ORIGIN_UNDEFINED, 0);

@@ -14,7 +14,7 @@ using namespace VxFil;
 
 namespace {
 
-VXFIL_TM4 parse(const std::string& text, double initial_basetime = 0.0) {
+VXFIL_TM4 parse(const std::string &text, double initial_basetime = 0.0) {
     return VXFIL_TM4(std::string_view(text), "mem", initial_basetime);
 }
 
@@ -51,7 +51,7 @@ TEST(VxfilTm4, TwoLinesWithACommentWithoutRate) {
 
 TEST(VxfilTm4, PresetHeaderAndChannelRecords) {
     VXFIL_TM4 v = parse("1500000000.0 1 2 3\n");
-    const vx_header& h = v.get_header();
+    const vx_header &h = v.get_header();
     EXPECT_EQ(h.header.m_magic, magic_vx24);
     EXPECT_EQ(h.header.m_version, 1);
     EXPECT_EQ(h.header.m_station, 254);
@@ -63,7 +63,7 @@ TEST(VxfilTm4, PresetHeaderAndChannelRecords) {
     EXPECT_EQ(h.common.m_sample_freq_hz, -1.0); // one line and no comment: rate unknown
     ASSERT_EQ(v.get_channels().size(), 3u);
     for (size_t k = 0; k < 3; ++k) {
-        const vx_channel& ch = v.get_channel_info(k);
+        const vx_channel &ch = v.get_channel_info(k);
         EXPECT_EQ(ch.m_magic, magic_chan);
         EXPECT_EQ(ch.m_channel, k);
         EXPECT_EQ(ch.m_gain, 1);
@@ -80,7 +80,8 @@ TEST(VxfilTm4, FiveValuesMakeFiveChannelsAndAShorterLineEndsTheData) {
     ASSERT_EQ(v.get_channels().size(), 5u);
     EXPECT_EQ(v.get_channel_info(4).m_channel, 4);
     EXPECT_EQ(v.get_time().size(), 2u);
-    for (size_t k = 0; k < 5; ++k) EXPECT_EQ(v.get_data(k), (data_channel_type{int32_t(k + 1), int32_t(k + 6)}));
+    for (size_t k = 0; k < 5; ++k)
+        EXPECT_EQ(v.get_data(k), (data_channel_type{int32_t(k + 1), int32_t(k + 6)}));
 }
 
 TEST(VxfilTm4, EightChannelsAtMost) {
@@ -95,7 +96,8 @@ TEST(VxfilTm4, FirstLineWithTwoValuesEndsAtOnce) {
     EXPECT_EQ(v.get_header().common.m_num_channels, 3);
     EXPECT_TRUE(v.get_time().empty());
     ASSERT_EQ(v.get_channels().size(), 3u);
-    for (size_t k = 0; k < 3; ++k) EXPECT_TRUE(v.get_data(k).empty());
+    for (size_t k = 0; k < 3; ++k)
+        EXPECT_TRUE(v.get_data(k).empty());
     EXPECT_EQ(v.get_header().common.m_seconds, 0u);
 }
 
@@ -104,15 +106,17 @@ TEST(VxfilTm4, ChannelCountIsFixedByTheFirstLine) {
     VXFIL_TM4 v = parse("10 1 2 3\n11 1 2 3 4 5\n12 1 2 3\n");
     EXPECT_EQ(v.get_header().common.m_num_channels, 3);
     EXPECT_EQ(v.get_time().size(), 1u);
-    for (size_t k = 0; k < 3; ++k) EXPECT_EQ(v.get_data(k).size(), 1u);
+    for (size_t k = 0; k < 3; ++k)
+        EXPECT_EQ(v.get_data(k).size(), 1u);
     VXFIL_TM4 w = parse("10 1 2 3\n11 1 2 3\n12 1 2 3 4 5\n13 1 2 3\n");
     EXPECT_EQ(w.get_time().size(), 2u);
 }
 
 TEST(VxfilTm4, StationStringFromTheComment) {
     testing::internal::CaptureStderr();
-    VXFIL_TM4 v = parse("!S512Tidserier sampfrek: 20 gain: 1 station: dovmark2 date: 2017-07-14 time: 02:40:00\n"
-                        "1500000000.0 1 2 3\n");
+    VXFIL_TM4 v =
+        parse("!S512Tidserier sampfrek: 20 gain: 1 station: dovmark2 date: 2017-07-14 time: 02:40:00\n"
+              "1500000000.0 1 2 3\n");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(v.get_header().header.m_station, 3);
     EXPECT_STREQ(v.station_name(), "dovmark");
@@ -212,13 +216,15 @@ TEST(VxfilTm4, InitialBaseTimeTwoSecondsOrMoreAwayIsIgnored) {
 }
 
 TEST(VxfilTm4, EmptyTextAndNoDataLineGiveNoSamples) {
-    for (const std::string& text : {std::string(""), std::string("!S512Tidserier sampfrek: 20 gain: 1 station: a\n"),
-                                    std::string("\n1 2 3 4\n"), std::string("time a b c\n1 2 3 4\n")}) {
+    for (const std::string &text :
+         {std::string(""), std::string("!S512Tidserier sampfrek: 20 gain: 1 station: a\n"),
+          std::string("\n1 2 3 4\n"), std::string("time a b c\n1 2 3 4\n")}) {
         VXFIL_TM4 v = parse(text);
         EXPECT_TRUE(v.get_time().empty()) << text;
         EXPECT_EQ(v.get_header().common.m_num_channels, 3);
         ASSERT_EQ(v.m_data.size(), 3u);
-        for (const auto& d : v.m_data) EXPECT_TRUE(d.empty());
+        for (const auto &d : v.m_data)
+            EXPECT_TRUE(d.empty());
     }
 }
 
@@ -234,9 +240,9 @@ TEST(VxfilTm4, LastLineWithoutLineEndAndCarriageReturns) {
 }
 
 TEST(VxfilTm4, NonFiniteOrHugeValuesEndTheData) {
-    const char* bad_lines[] = {"3 nan 1 1", "3 1 inf 1", "3 1 1 -infinity", "nan 1 1 1", "inf 1 1 1",
-                               "3 2147483648 1 1", "3 1 -2147483649 1", "3 1e300 1 1"};
-    for (const char* bad : bad_lines) {
+    const char *bad_lines[] = {"3 nan 1 1", "3 1 inf 1",        "3 1 1 -infinity",   "nan 1 1 1",
+                               "inf 1 1 1", "3 2147483648 1 1", "3 1 -2147483649 1", "3 1e300 1 1"};
+    for (const char *bad : bad_lines) {
         VXFIL_TM4 v = parse(std::string("1 1 2 3\n2 4 5 6\n") + bad + "\n4 7 8 9\n");
         EXPECT_EQ(v.get_time().size(), 2u) << bad;
         EXPECT_EQ(v.get_data(0), (data_channel_type{1, 4})) << bad;
@@ -247,7 +253,7 @@ TEST(VxfilTm4, NonFiniteOrHugeValuesEndTheData) {
 }
 
 TEST(VxfilTm4, StartTimesOutsideTheHeaderRangeEndTheData) {
-    for (const char* text : {"-5 1 2 3\n6 1 2 3\n", "4294967296 1 2 3\n", "1e20 1 2 3\n", "-0.5 1 2 3\n"}) {
+    for (const char *text : {"-5 1 2 3\n6 1 2 3\n", "4294967296 1 2 3\n", "1e20 1 2 3\n", "-0.5 1 2 3\n"}) {
         VXFIL_TM4 v = parse(text);
         EXPECT_TRUE(v.get_time().empty()) << text;
     }
@@ -279,7 +285,7 @@ TEST(VxfilTm4, ScanfNumberRules) {
 
 TEST(VxfilTm4, ReadsAFixtureFile) {
     temp_dir dir;
-    fixtures::tm4_spec s;
+    fixtures::tm4_params s;
     s.wave.wave = "sine";
     s.wave.amp = 3000;
     s.lines = 600;
@@ -330,7 +336,7 @@ TEST(VxfilTm4, ExampleRecordingLoads) {
 
 // Damaged text never crashes the reader and keeps its invariants.
 TEST(VxfilTm4, RandomDamage) {
-    fixtures::tm4_spec s;
+    fixtures::tm4_params s;
     s.lines = 20;
     s.wave.wave = "sine";
     const std::string original = fixtures::make_tm4(s);
@@ -342,7 +348,8 @@ TEST(VxfilTm4, RandomDamage) {
         const int edits = 1 + static_cast<int>(rng() % 6);
         for (int e = 0; e < edits; ++e) {
             const size_t at = rng() % text.size();
-            const char c = rng() % 3 ? alphabet[rng() % (sizeof alphabet - 1)] : static_cast<char>(rng() & 0xFF);
+            const char c =
+                rng() % 3 ? alphabet[rng() % (sizeof alphabet - 1)] : static_cast<char>(rng() & 0xFF);
             if (rng() % 2)
                 text[at] = c;
             else
@@ -354,7 +361,8 @@ TEST(VxfilTm4, RandomDamage) {
         ASSERT_LE(n, 8u);
         ASSERT_EQ(v.m_data.size(), n);
         ASSERT_EQ(v.get_channels().size(), n);
-        for (size_t k = 0; k < n; ++k) ASSERT_EQ(v.get_data(k).size(), v.get_time().size());
+        for (size_t k = 0; k < n; ++k)
+            ASSERT_EQ(v.get_data(k).size(), v.get_time().size());
     }
     testing::internal::GetCapturedStderr();
 }

@@ -15,6 +15,6 @@ inline constexpr size_t probe_buffer_size = 3072;
 // buf holds the first n bytes of the file (n may exceed probe_buffer_size;
 // the rest is ignored). Fewer than 5 bytes means the first read failed. With
 // vxfil_debug set, writes the trace line of the probe that decided.
-probe_kind probe_format(const unsigned char* buf, size_t n);
+probe_kind probe_format(const unsigned char *buf, size_t n);
 
 } // namespace VxFil

@@ -12,9 +12,9 @@ class VXFIL_TM4 : public Vxfil_Base {
     // initial_basetime: a precise start time in Unix seconds (0 when unknown),
     // taken only when it lies within 2 s of the first data line's time.
     // A file that cannot be opened yields a recording without samples.
-    VXFIL_TM4(const char* filename, double initial_basetime);
+    VXFIL_TM4(const char *filename, double initial_basetime);
     // Parses TM4 text already held in memory; name is only for messages.
-    VXFIL_TM4(std::string_view text, const char* name, double initial_basetime);
+    VXFIL_TM4(std::string_view text, const char *name, double initial_basetime);
     ORIGIN get_origin() const override { return ORIGIN_TM4; }
 
   private:
