@@ -1,0 +1,45 @@
+// vxdetect: opens a recording with the reader its first bytes call for.
+#include "vxfil/vxdetect.h"
+
+#include <cstdio>
+#include <memory>
+
+#include "vxfil/format_probe.h"
+#include "vxfil/vxfil16.h"
+#include "vxfil/vxfil24.h"
+#include "vxfil/vxfil_tm4.h"
+
+namespace VxFil {
+
+namespace {
+struct file_closer {
+    void operator()(std::FILE *f) const { std::fclose(f); }
+};
+} // namespace
+
+Vxfil_Base *vxdetect(const char *path, double frequency) {
+    unsigned char buf[probe_buffer_size];
+    size_t n = 0;
+    {
+        std::unique_ptr<std::FILE, file_closer> f(std::fopen(path, "rb"));
+        if (!f) return nullptr;
+        // Five bytes first: a vx24 file is known by its magic, and nothing more
+        // is read from it here.
+        n = std::fread(buf, 1, 5, f.get());
+        if (n == 5 && !(buf[0] == 'v' && buf[1] == 'x' && buf[2] == '2' && buf[3] == '4'))
+            n += std::fread(buf + 5, 1, probe_buffer_size - 5, f.get());
+    }
+    switch (probe_format(buf, n)) {
+    case probe_kind::NONE:
+        return nullptr;
+    case probe_kind::VX24:
+        return new VXFIL24(path);
+    case probe_kind::TM4:
+        return new VXFIL_TM4(path, frequency);
+    case probe_kind::VX16:
+        break;
+    }
+    return new VXFIL16(path, frequency);
+}
+
+} // namespace VxFil
