@@ -1,0 +1,174 @@
+#include "number_format.h"
+
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+namespace {
+
+__extension__ typedef unsigned __int128 uint128;
+
+constexpr std::uint64_t POW10[20] = {1ull,
+                                     10ull,
+                                     100ull,
+                                     1000ull,
+                                     10000ull,
+                                     100000ull,
+                                     1000000ull,
+                                     10000000ull,
+                                     100000000ull,
+                                     1000000000ull,
+                                     10000000000ull,
+                                     100000000000ull,
+                                     1000000000000ull,
+                                     10000000000000ull,
+                                     100000000000000ull,
+                                     1000000000000000ull,
+                                     10000000000000000ull,
+                                     100000000000000000ull,
+                                     1000000000000000000ull,
+                                     10000000000000000000ull};
+
+// Largest precision the exact integer path handles: 10^19 still fits in 64
+// bits, so a 53-bit mantissa times 10^precision fits in 117 bits.
+constexpr int EXACT_PRECISION_MAX = 19;
+
+// Room for the decimal digits of a 128-bit integer.
+constexpr int UINT128_DIGITS_MAX = 40;
+
+// Writes the decimal digits of `q` (no leading zeros, "0" for 0).
+char* write_uint128(char* out, uint128 q) {
+    if (q <= UINT64_MAX) return std::to_chars(out, out + UINT128_DIGITS_MAX, static_cast<std::uint64_t>(q)).ptr;
+    // q < 2^64 * 10^19 (see fixed_exact), so the high part fits in 64 bits.
+    std::uint64_t high = static_cast<std::uint64_t>(q / POW10[19]);
+    std::uint64_t low = static_cast<std::uint64_t>(q % POW10[19]);
+    char* p = std::to_chars(out, out + UINT128_DIGITS_MAX, high).ptr;
+    char digits[20];
+    char* e = std::to_chars(digits, digits + sizeof digits, low).ptr;
+    std::size_t n = static_cast<std::size_t>(e - digits);
+    std::memset(p, '0', 19 - n);
+    std::memcpy(p + (19 - n), digits, n);
+    return p + 19;
+}
+
+// "inf", "-inf", "nan", "-nan": what printf writes for the non-finite values
+// in every conversion used here.
+char* write_non_finite(char* out, double value) {
+    if (std::signbit(value)) *out++ = '-';
+    std::memcpy(out, std::isnan(value) ? "nan" : "inf", 3);
+    return out + 3;
+}
+
+// Fixed notation of a finite value with 0..19 decimals by exact integer
+// arithmetic: the value is m * 2^e, and m * 10^precision * 2^e rounded to an
+// integer (ties to even, as printf rounds the exact binary value) gives all
+// printed digits at once. Returns null when the digits would not fit the
+// 128-bit arithmetic (values of 2^64 and above).
+char* fixed_exact(char* out, double value, int precision) {
+    std::uint64_t bits = std::bit_cast<std::uint64_t>(value);
+    int biased = static_cast<int>((bits >> 52) & 0x7ff);
+    std::uint64_t m = bits & ((std::uint64_t{1} << 52) - 1);
+    int e;
+    if (biased == 0) {
+        e = -1074;
+    } else {
+        m |= std::uint64_t{1} << 52;
+        e = biased - 1075;
+    }
+    uint128 q; // the value times 10^precision, rounded
+    if (e >= 0) {
+        if (e > 11) return nullptr; // m << e would not fit in 64 bits
+        q = static_cast<uint128>(m << e) * POW10[precision];
+    } else {
+        uint128 prod = static_cast<uint128>(m) * POW10[precision]; // < 2^117
+        int s = -e;
+        if (s >= 118) {
+            q = 0; // prod < 2^117 <= half of 2^s: rounds to zero
+        } else {
+            q = prod >> s;
+            uint128 rem = prod & ((uint128{1} << s) - 1);
+            uint128 half = uint128{1} << (s - 1);
+            if (rem > half || (rem == half && (q & 1) != 0)) ++q;
+        }
+    }
+    if ((bits >> 63) != 0) *out++ = '-';
+    char digits[UINT128_DIGITS_MAX];
+    char* end = write_uint128(digits, q);
+    int n = static_cast<int>(end - digits);
+    if (precision == 0) {
+        std::memcpy(out, digits, static_cast<std::size_t>(n));
+        return out + n;
+    }
+    if (n > precision) {
+        int whole = n - precision;
+        std::memcpy(out, digits, static_cast<std::size_t>(whole));
+        out += whole;
+        *out++ = '.';
+        std::memcpy(out, digits + whole, static_cast<std::size_t>(precision));
+        return out + precision;
+    }
+    *out++ = '0';
+    *out++ = '.';
+    std::memset(out, '0', static_cast<std::size_t>(precision - n));
+    out += precision - n;
+    std::memcpy(out, digits, static_cast<std::size_t>(n));
+    return out + n;
+}
+
+} // namespace
+
+char* format_fixed(char* out, double value, int precision) {
+    if (precision < 0) precision = 6;
+    if (!std::isfinite(value)) return write_non_finite(out, value);
+    if (precision <= EXACT_PRECISION_MAX) {
+        if (char* end = fixed_exact(out, value, precision)) return end;
+    }
+    return std::to_chars(out, out + fixed_text_max(precision), value, std::chars_format::fixed, precision).ptr;
+}
+
+char* format_f(char* out, double value) { return format_fixed(out, value, 6); }
+
+char* format_f0(char* out, double value) { return format_fixed(out, value, 0); }
+
+char* format_f12_0(char* out, double value) {
+    constexpr std::ptrdiff_t WIDTH = 12;
+    char* end = format_fixed(out, value, 0);
+    std::ptrdiff_t n = end - out;
+    if (n >= WIDTH) return end;
+    std::memmove(out + (WIDTH - n), out, static_cast<std::size_t>(n));
+    std::memset(out, ' ', static_cast<std::size_t>(WIDTH - n));
+    return out + WIDTH;
+}
+
+char* format_g(char* out, double value) {
+    if (!std::isfinite(value)) return write_non_finite(out, value);
+    // Whole numbers below 10^6 print as plain integers under "%g"; the sign of
+    // negative zero is kept.
+    double magnitude = std::fabs(value);
+    if (magnitude < 1e6) {
+        auto whole = static_cast<std::uint32_t>(magnitude);
+        if (static_cast<double>(whole) == magnitude) {
+            if (std::signbit(value)) *out++ = '-';
+            return std::to_chars(out, out + SHORT_TEXT_MAX, whole).ptr;
+        }
+    }
+    return std::to_chars(out, out + SHORT_TEXT_MAX, value, std::chars_format::general, 6).ptr;
+}
+
+char* format_ld(char* out, long value) { return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr; }
+
+char* format_trimmed(char* out, double value) {
+    char* end = format_fixed(out, value, 6);
+    while (end > out && end[-1] == '0') --end;
+    if (end > out && end[-1] == '.') --end;
+    return end;
+}
+
+int fput_double(double number, FILE* f) {
+    char buf[FIXED6_TEXT_MAX + 1];
+    char* end = format_trimmed(buf, number);
+    *end = '\0';
+    return std::fputs(buf, f);
+}

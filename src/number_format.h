@@ -1,0 +1,44 @@
+// Number-to-text conversions of the output files. Every function writes the
+// exact bytes that the C library's snprintf gives for the named conversion in
+// the "C" locale, but through std::to_chars and integer arithmetic, so that a
+// writer can print millions of values without printf.
+//
+// Each function writes into `out` (no terminating NUL) and returns the end of
+// the text. `out` must have room for the bound given next to the function.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+
+// Room for any double in "%f", "%.0f", "%12.0f" or the trimmed form: a sign,
+// 309 integer digits (DBL_MAX), the point and six decimals, with some slack.
+constexpr std::size_t FIXED6_TEXT_MAX = 330;
+// Room for "%g" and "%ld".
+constexpr std::size_t SHORT_TEXT_MAX = 32;
+
+// Room for "%-.*f" with this precision (a negative precision means six).
+constexpr std::size_t fixed_text_max(int precision) {
+    return FIXED6_TEXT_MAX + (precision > 6 ? static_cast<std::size_t>(precision) : 0);
+}
+
+// "%-.*f": fixed notation with `precision` decimals; a negative precision
+// prints six, as printf does when the precision argument is negative.
+char* format_fixed(char* out, double value, int precision);
+// "%f"
+char* format_f(char* out, double value);
+// "%.0f"
+char* format_f0(char* out, double value);
+// "%12.0f": "%.0f" right-aligned in a field of 12.
+char* format_f12_0(char* out, double value);
+// "%g"
+char* format_g(char* out, double value);
+// "%ld"
+char* format_ld(char* out, long value);
+// The shortest fixed form of a sample value: "%lf", then every trailing "0"
+// dropped and then a trailing "." dropped. 1.5 gives "1.5", 100.0 "100",
+// -0.0 "-0", 0.0000004 "0", -0.0000004 "-0". At most six decimals survive.
+// The whole text is kept, however long the integer part is.
+char* format_trimmed(char* out, double value);
+
+// Writes the trimmed form of `number` to `f`; returns what fputs returns.
+int fput_double(double number, FILE* f);

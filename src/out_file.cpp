@@ -1,0 +1,94 @@
+#include "out_file.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+#include "number_format.h"
+
+namespace {
+
+// Size of the buffer: large enough that a file of a few million rows takes a
+// few dozen system calls.
+constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
+
+[[noreturn]] void end_process() {
+    std::cout.flush();
+    std::cerr.flush();
+    std::fflush(nullptr);
+    std::exit(1);
+}
+
+} // namespace
+
+OutFile::OutFile(const std::filesystem::path& path)
+    : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE) {
+    m_file = std::fopen(path.c_str(), "w");
+    if (m_file == nullptr) {
+        std::cerr << "Can't open file " << path << "\n";
+        end_process();
+    }
+    // The buffering is ours; the stream passes every chunk straight on.
+    std::setvbuf(m_file, nullptr, _IONBF, 0);
+}
+
+OutFile::~OutFile() {
+    if (m_file != nullptr) close();
+}
+
+void OutFile::put(std::string_view text) {
+    if (text.size() > m_capacity - m_used) {
+        flush();
+        if (text.size() > m_capacity) {
+            if (std::fwrite(text.data(), 1, text.size(), m_file) != text.size()) fail_write(errno);
+            return;
+        }
+    }
+    std::memcpy(m_buffer.get() + m_used, text.data(), text.size());
+    m_used += text.size();
+}
+
+char* OutFile::reserve(std::size_t n) {
+    if (n > m_capacity - m_used) {
+        flush();
+        if (n > m_capacity) {
+            // Only an absurd precision needs more than the whole buffer.
+            m_buffer.reset(new char[n]);
+            m_capacity = n;
+        }
+    }
+    return m_buffer.get() + m_used;
+}
+
+void OutFile::put_fixed(double value, int precision) {
+    commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
+}
+void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
+
+void OutFile::flush() {
+    if (m_used == 0) return;
+    errno = 0;
+    std::size_t written = std::fwrite(m_buffer.get(), 1, m_used, m_file);
+    if (written != m_used) fail_write(errno);
+    m_used = 0;
+}
+
+void OutFile::close() {
+    if (m_file == nullptr) return;
+    flush();
+    FILE* f = m_file;
+    m_file = nullptr;
+    errno = 0;
+    if (std::fclose(f) != 0) fail_write(errno);
+}
+
+void OutFile::fail_write(int error) const {
+    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
+    end_process();
+}
