@@ -3,8 +3,9 @@ BUILD ?= build
 ASAN_BUILD ?= build-asan
 JOBS ?= 2
 CMAKE_FLAGS ?=
+PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized demo regen-golden clean
+.PHONY: all build test test-sanitized demo regen-golden install clean
 
 all: build
 
@@ -25,6 +26,13 @@ test-sanitized: $(ASAN_BUILD)/CMakeCache.txt
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS)
+
+# Installs bin/brantel and share/man/man1/brantel.1 below $(PREFIX). DESTDIR,
+# from the environment or the make command line, stages the files below
+# another root, as packaging wants: make install PREFIX=/usr DESTDIR=/tmp/stage
+install: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target brantel
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 demo: build
 	bash examples/demo.sh $(BUILD)/brantel
