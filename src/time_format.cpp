@@ -89,27 +89,61 @@ time_t to_time_t(double seconds) {
     return static_cast<time_t>(seconds);
 }
 
-unsigned strftime_us(char* timestr, size_t size, const char* timefmt, double whence) {
+namespace {
+
+// Whole seconds and microseconds of a time as strftime_us shows them.
+struct SplitTime {
+    time_t seconds;
+    int us;
+};
+
+SplitTime split_time(double whence) {
     time_t t = to_time_t(whence);
     // Within the range of time_t the fraction lies in (-1, 1); for clamped
     // or non-finite times it may not, and then no microseconds are shown.
     double us_real = std::round((whence - static_cast<double>(t)) * 1000000);
     int us = std::fabs(us_real) <= 1000000 ? static_cast<int>(us_real) : 0;
+    return {t, us};
+}
 
-    std::size_t n = 0;
+// strftime of the whole seconds into `out` (STRFTIME_LENGTH bytes); 0 when
+// the C library cannot break the time down or the text does not fit.
+std::size_t whole_seconds_text(char* out, const char* timefmt, time_t t) {
     tm broken_down;
-    if (gmtime_r(&t, &broken_down) != nullptr) n = std::strftime(timestr, STRFTIME_LENGTH, timefmt, &broken_down);
+    if (gmtime_r(&t, &broken_down) == nullptr) return 0;
+    return std::strftime(out, STRFTIME_LENGTH, timefmt, &broken_down);
+}
 
+// Appends the fraction at timestr + n when it fits in `size`, and the end
+// of the string; returns the new length.
+std::size_t append_fraction(char* timestr, std::size_t size, std::size_t n, int us) {
     char fraction[16];
     std::size_t k = static_cast<std::size_t>(write_microseconds(fraction, us) - fraction);
     if (n + k < size) {
         std::memcpy(timestr + n, fraction, k);
         timestr[n + k] = '\0';
-        n += k;
-    } else if (n < size) {
-        timestr[n] = '\0';
+        return n + k;
     }
-    return static_cast<unsigned>(n);
+    if (n < size) timestr[n] = '\0';
+    return n;
+}
+
+} // namespace
+
+unsigned strftime_us(char* timestr, size_t size, const char* timefmt, double whence) {
+    SplitTime split = split_time(whence);
+    std::size_t n = whole_seconds_text(timestr, timefmt, split.seconds);
+    return static_cast<unsigned>(append_fraction(timestr, size, n, split.us));
+}
+
+std::string_view TimeStamper::operator()(double whence) {
+    SplitTime split = split_time(whence);
+    if (!m_valid || split.seconds != m_seconds) {
+        m_length = whole_seconds_text(m_text, m_format, split.seconds);
+        m_seconds = split.seconds;
+        m_valid = true;
+    }
+    return {m_text, append_fraction(m_text, sizeof m_text, m_length, split.us)};
 }
 
 bool my_time_t::to_tm(tm& out) const { return gmtime_r(&m_t, &out) != nullptr; }

@@ -1,8 +1,5 @@
 // The single-series writers: samples in one of the column layouts, or the
 // time column alone.
-#include <cstdint>
-#include <cstring>
-
 #include "gap_warning.h"
 #include "out_file.h"
 #include "settings.h"
@@ -14,8 +11,6 @@ namespace {
 
 // TSPAIR time stamp: the date and time to the second, then the microseconds.
 constexpr const char* TSPAIR_TIME_FORMAT = "%Y-%m-%dT%H:%M:%S";
-// strftime_us is handed 128 bytes; the fraction needs ten more at most.
-constexpr std::size_t TSPAIR_BUFFER = 128 + 16;
 // SLIST values per line.
 constexpr long SLIST_PER_LINE = 6;
 
@@ -39,7 +34,7 @@ double write_tm(const std::filesystem::path& s, const series_t& values, const se
         out.put_ld(size > 0 ? size : 0);
         out.put('\n');
     }
-    char stamp[TSPAIR_BUFFER];
+    TimeStamper stamp(TSPAIR_TIME_FORMAT);
     double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
     for (long i = start_i; i < end; ++i) {
         const double value = values[static_cast<std::size_t>(i)];
@@ -57,8 +52,7 @@ double write_tm(const std::filesystem::path& s, const series_t& values, const se
             out.put('\n');
             break;
         case OT_TSPAIR: {
-            unsigned n = strftime_us(stamp, sizeof stamp, TSPAIR_TIME_FORMAT, stm);
-            out.put(std::string_view(stamp, n));
+            out.put(stamp(stm));
             out.put(' ');
             out.put_f0(value);
             out.put('\n');

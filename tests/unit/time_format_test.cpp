@@ -8,6 +8,8 @@
 #include <limits>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "settings.h"
 #include "time_format.h"
@@ -196,4 +198,18 @@ TEST_F(TimeFormat, TmPrinterDropsTextLongerThanItsBuffer) {
     std::ostringstream os;
     os << my_time_t(0);
     EXPECT_EQ(os.str(), "");
+}
+
+TEST_F(TimeFormat, TimeStamperMatchesStrftimeUs) {
+    const char* fmt = "%Y-%m-%dT%H:%M:%S";
+    TimeStamper stamper(fmt);
+    std::vector<double> times = {NaN, INF, 0.5, 0.9999996, -0.5, -1.25, 1e300, -INF};
+    for (double t = 1699999990.0; t < 1700000010.0; t += 0.05) times.push_back(t);
+    for (double t = -3.0; t < 3.0; t += 0.07) times.push_back(t);
+    times.push_back(1700000000.0);
+    for (double t : times) {
+        char buf[160];
+        unsigned n = strftime_us(buf, sizeof buf, fmt, t);
+        EXPECT_EQ(stamper(t), std::string_view(buf, n)) << t;
+    }
 }
