@@ -145,7 +145,7 @@ TEST_P(Damaged, TruncatedAtManyOffsets) {
 
 TEST_P(Damaged, FlippedBytes) {
     std::mt19937 rng(777);
-    for (int round = 0; round < 150; ++round) {
+    for (int round = 0; round < 300; ++round) {
         std::string damaged = bytes;
         int flips = 1 + static_cast<int>(rng() % 8);
         for (int f = 0; f < flips; ++f) {

@@ -1,6 +1,8 @@
 // vx16 recordings through the channel-recording interface.
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <regex>
 #include <stdexcept>
@@ -276,4 +278,31 @@ TEST_F(Vx16, FromAnOpenStream) {
     std::string bytes = fixtures::make_vx16_binary(archive_spec(2));
     VXFIL16 r(fmemopen(bytes.data(), bytes.size(), "rb"), "2016/05/20160504/e6050427.dat", 0.0);
     EXPECT_EQ(r.get_time().size(), 2u * 512);
+}
+
+TEST_F(Vx16, ExamplesMatchTheirFixtureCommands) {
+    // The command lines in examples/README-vx16.md, as specs.
+    auto read = [](const std::string& rel) {
+        std::ifstream in(std::string(SOURCE_DIR) + "/examples/vx16/" + rel, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+    fixtures::vx16_spec s = archive_spec(64);
+    s.gain = 2;
+    s.amplitude = 200;
+    EXPECT_EQ(read("2016/05/20160504/e6050427.dat"), fixtures::make_vx16_binary(s));
+    EXPECT_EQ(read("2016/05/20160504/e6050427.txt"), fixtures::make_vx16_text(s));
+    fixtures::vx16_spec d = archive_spec(40);
+    d.kind = "S128";
+    d.station = "d";
+    d.date = "2016-05-05";
+    d.time = "05:00:00";
+    d.start = 18000;
+    d.amplitude = 500;
+    EXPECT_EQ(read("2016/05/20160505/d6050510.dat"), fixtures::make_vx16_binary(d));
+
+    VXFIL16 r((std::string(SOURCE_DIR) + "/examples/vx16/2016/05/20160504/e6050427.dat").c_str(), 0.0);
+    EXPECT_EQ(r.get_time().size(), 64u * 512);
+    EXPECT_STREQ(r.station_name(), "ensholm");
+    EXPECT_GE(r.get_time(0), 1462368600.0);
+    EXPECT_LT(r.get_time(0), 1462368601.0);
 }
