@@ -19,10 +19,14 @@ namespace {
 
 // Values whose truncation toward zero fits a signed 32-bit count. Anything
 // else (including infinities and NaN) is treated as a value that failed to read.
-bool fits_count(double v) { return std::isfinite(v) && v > -2147483649.0 && v < 2147483648.0; }
+bool fits_count(double v) {
+    return std::isfinite(v) && v > -2147483649.0 && v < 2147483648.0;
+}
 
 // Stamps are rounded to the nearest integer and kept as int.
-bool fits_stamp(double v) { return std::isfinite(v) && v > INT_MIN - 0.5 && v < INT_MAX + 0.5; }
+bool fits_stamp(double v) {
+    return std::isfinite(v) && v > INT_MIN - 0.5 && v < INT_MAX + 0.5;
+}
 
 // One number as " %lf" reads it; false when none is there.
 bool next_number(const char*& p, double& value) {
@@ -46,7 +50,9 @@ AsciiVXFIL::AsciiVXFIL(FILE* stream, const char* path, VXFIL_arguments* args)
 
 AsciiVXFIL::~AsciiVXFIL() = default;
 
-int AsciiVXFIL::readcomment() { return read_comment_line(false); }
+int AsciiVXFIL::readcomment() {
+    return read_comment_line(false);
+}
 
 int AsciiVXFIL::read(atype& out, int* time) {
     char* line = m_line.data();

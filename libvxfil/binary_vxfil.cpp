@@ -11,7 +11,9 @@
 
 namespace VxFil {
 
-BinaryVXFIL::BinaryVXFIL(const char* path, VXFIL_arguments* args) : VXFIL(path, args) { open_recording(path); }
+BinaryVXFIL::BinaryVXFIL(const char* path, VXFIL_arguments* args) : VXFIL(path, args) {
+    open_recording(path);
+}
 
 BinaryVXFIL::BinaryVXFIL(FILE* stream, const char* path, VXFIL_arguments* args) : VXFIL(stream, path, args) {
     open_recording(path);
@@ -19,7 +21,9 @@ BinaryVXFIL::BinaryVXFIL(FILE* stream, const char* path, VXFIL_arguments* args) 
 
 BinaryVXFIL::~BinaryVXFIL() = default;
 
-int BinaryVXFIL::readcomment() { return read_comment_line(true); }
+int BinaryVXFIL::readcomment() {
+    return read_comment_line(true);
+}
 
 int BinaryVXFIL::read(atype& out, int* time) {
     const size_t prefix = m_old_file_type ? 0 : 2;
@@ -39,7 +43,8 @@ int BinaryVXFIL::read(atype& out, int* time) {
         }
         std::vector<double>& channel = out[m_micorder[i]];
         if (channel.size() < m_length) channel.resize(m_length);
-        for (size_t n = 0; n < m_length; ++n) channel[n] = static_cast<double>(le16toh16(buffer[prefix + n]));
+        for (size_t n = 0; n < m_length; ++n)
+            channel[n] = static_cast<double>(le16toh16(buffer[prefix + n]));
     }
     // Only the stamp in front of the third channel is kept.
     if (!m_old_file_type) {

@@ -73,7 +73,8 @@ bool VXFIL::parse_comment(const char* line) {
     // readcomment decided.
     char kind = 0;
     int len = 0;
-    arguments a(m_frequency, m_gain, m_station, kind, len, m_unixtime, m_date_from_comment, m_time_from_comment);
+    arguments a(m_frequency, m_gain, m_station, kind, len, m_unixtime, m_date_from_comment,
+                m_time_from_comment);
     if (valid_comment_type1(line, a) || valid_comment_type2(line, a)) {
         VX_TRACE("comment type 1 or 2, frequency " << m_frequency << "\n");
         return true;

@@ -71,7 +71,8 @@ VXFIL* detect(FILE* stream, const char* path, VXFIL_arguments* args) {
     std::unique_ptr<FILE, stream_closer> owned(stream);
     if (!owned) throw std::runtime_error(Formatter() << "Can't open " << path << "\n");
     bool text = looks_like_text(owned.get());
-    if (std::fseek(owned.get(), 0, SEEK_SET) != 0) throw std::runtime_error(Formatter() << "Can't rewind " << path << "\n");
+    if (std::fseek(owned.get(), 0, SEEK_SET) != 0)
+        throw std::runtime_error(Formatter() << "Can't rewind " << path << "\n");
     VX_TRACE("reading " << path << " as " << (text ? "text" : "binary") << "\n");
     if (text) return new AsciiVXFIL(owned.release(), path, args);
     return new BinaryVXFIL(owned.release(), path, args);

@@ -57,7 +57,8 @@ bool scan_order1(const char* text, int& year, int& month, int& day, bool& one_di
 bool scan_order2(const char* text, int& year, int& month, int& day, bool& one_digit_year) {
     int y1 = 0, m1 = 0, d1 = 0, y2 = 0, m2 = 0, d2 = 0, half = 0;
     char station = 0;
-    int n = std::sscanf(text, "%04d%02d%02d%*c%c%1d%02d%02d%02d.", &y1, &m1, &d1, &station, &y2, &m2, &d2, &half);
+    int n =
+        std::sscanf(text, "%04d%02d%02d%*c%c%1d%02d%02d%02d.", &y1, &m1, &d1, &station, &y2, &m2, &d2, &half);
     if (n != 8 || m1 != m2 || d1 != d2 || y1 % 10 != y2 || half > 47) return false;
     year = y1;
     month = m1;
@@ -126,7 +127,8 @@ void VXFIL::set_time_base(const char* fname) {
 
 bool parse_date(arguments& a, time_t& start_of_day, time_t& start) {
     int year = 0, month = 0, day = 0;
-    if (std::sscanf(a.m_date_from_comment.c_str(), "%04d%*c%02d%*c%02d", &year, &month, &day) < 3) return false;
+    if (std::sscanf(a.m_date_from_comment.c_str(), "%04d%*c%02d%*c%02d", &year, &month, &day) < 3)
+        return false;
     tm date{};
     date.tm_year = year - 1900;
     date.tm_mon = month - 1;
@@ -157,7 +159,8 @@ time_t VXFIL::get_vxtime(int i) const {
     if (m_unixtime) {
         // Low word first, high word second. 64-bit arithmetic: no overflow
         // whatever the text reader stored.
-        return static_cast<time_t>(static_cast<int64_t>(m_time[i + 1]) * 65536 + static_cast<int64_t>(m_time[i]));
+        return static_cast<time_t>(static_cast<int64_t>(m_time[i + 1]) * 65536 +
+                                   static_cast<int64_t>(m_time[i]));
     }
     // Minute and second. A minute below 60 is a minute of the hour the file
     // name's half-hour index names; a larger one counts from midnight.

@@ -17,9 +17,13 @@ namespace VxFil {
 
 char TZ[7] = "TZ=UTC";
 
-VXFIL::VXFIL(const char* path, VXFIL_arguments* args) : m_fd(std::fopen(path, "rb")) { prepare(path, args); }
+VXFIL::VXFIL(const char* path, VXFIL_arguments* args) : m_fd(std::fopen(path, "rb")) {
+    prepare(path, args);
+}
 
-VXFIL::VXFIL(FILE* stream, const char* path, VXFIL_arguments* args) : m_fd(stream) { prepare(path, args); }
+VXFIL::VXFIL(FILE* stream, const char* path, VXFIL_arguments* args) : m_fd(stream) {
+    prepare(path, args);
+}
 
 void VXFIL::prepare(const char* path, VXFIL_arguments* args) {
     try {
@@ -29,12 +33,15 @@ void VXFIL::prepare(const char* path, VXFIL_arguments* args) {
         m_old_file_type = args->m_old_file_type;
         m_quiet = args->m_quiet;
         m_firstline.reserve(120);
-        for (auto& v : current) v.assign(2 * Max, 0.0);
-        for (auto& v : next) v.assign(2 * Max, 0.0);
+        for (auto& v : current)
+            v.assign(2 * Max, 0.0);
+        for (auto& v : next)
+            v.assign(2 * Max, 0.0);
 
         force_utc();
         if (!set_time_start_of_day(path) && args->m_fail_parse_path) {
-            std::cerr << "Can't parse date & time from path (" << path << ") & fail_parse_path == " << 1 << "\n";
+            std::cerr << "Can't parse date & time from path (" << path << ") & fail_parse_path == " << 1
+                      << "\n";
             fatal_exit(1);
         }
         set_time_base(path);
@@ -122,7 +129,8 @@ bool VXFIL::can_we_use_next() {
 
 void VXFIL::copy_next_to_current() {
     for (size_t ch = 0; ch < 3; ++ch)
-        std::copy(next[ch].begin(), next[ch].begin() + static_cast<std::ptrdiff_t>(m_length), current[ch].begin());
+        std::copy(next[ch].begin(), next[ch].begin() + static_cast<std::ptrdiff_t>(m_length),
+                  current[ch].begin());
     m_time[0] = m_time[2];
     m_time[1] = m_time[3];
 }

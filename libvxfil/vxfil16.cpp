@@ -99,11 +99,13 @@ void VXFIL16::load(VXFIL* reader, double initial_basetime) {
                 m_header.common.m_seconds = seconds;
                 m_header.v.v1.m_host_timestamp = seconds;
                 double ns = (initial_basetime - static_cast<double>(seconds)) * 1e9;
-                m_header.common.m_nanoseconds = (ns >= 0.0 && ns < 4294967296.0) ? static_cast<uint32_t>(ns) : 0;
+                m_header.common.m_nanoseconds =
+                    (ns >= 0.0 && ns < 4294967296.0) ? static_cast<uint32_t>(ns) : 0;
             }
             m_data.assign(3, data_channel_type{});
             m_channels.clear();
-            for (uint16_t k = 0; k < 3; ++k) m_channels.push_back(channel_record(k, vxfil->get_gain()));
+            for (uint16_t k = 0; k < 3; ++k)
+                m_channels.push_back(channel_record(k, vxfil->get_gain()));
             t0 = m_header.time();
             time_org.emplace_back().reserve(64);
             time_resets = 1;
@@ -112,7 +114,8 @@ void VXFIL16::load(VXFIL* reader, double initial_basetime) {
 
         for (size_t ch = 0; ch < 3; ++ch) {
             const std::vector<double>& samples = vxfil->current[ch];
-            for (size_t n = 0; n < length; ++n) m_data[ch].push_back(to_count(samples[n]));
+            for (size_t n = 0; n < length; ++n)
+                m_data[ch].push_back(to_count(samples[n]));
         }
 
         const double block_time = static_cast<double>(vxfil->get_vxtime(0));
@@ -179,7 +182,8 @@ void VXFIL16::load(VXFIL* reader, double initial_basetime) {
         // fractional initial base time is not found and stays unrefined.
         auto it = std::find(m_time.begin(), m_time.end(), static_cast<double>(stretch[0]));
         const size_t count = stretch.size() * vxfil->get_length();
-        for (size_t k = 0; k < count && it != m_time.end(); ++k, ++it) *it += offset;
+        for (size_t k = 0; k < count && it != m_time.end(); ++k, ++it)
+            *it += offset;
     }
 }
 

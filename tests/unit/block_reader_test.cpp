@@ -51,7 +51,8 @@ void put_block(std::string& out, int minute, int second, int len, int v0, int v1
     for (int v : {v0, v1, v2}) {
         word(minute);
         word(second);
-        for (int n = 0; n < len; ++n) word(v);
+        for (int n = 0; n < len; ++n)
+            word(v);
     }
 }
 
@@ -121,7 +122,8 @@ TEST_F(BlockReader, OldestKindHasNoStamps) {
 
 TEST_F(BlockReader, OldFileTypeFromArguments) {
     std::string bytes = "!S128Tidserier sampfrek: 18\r";
-    for (int v = 0; v < 3 * 128; ++v) bytes += std::string{static_cast<char>(v & 0xff), 0};
+    for (int v = 0; v < 3 * 128; ++v)
+        bytes += std::string{static_cast<char>(v & 0xff), 0};
     VXFIL_arguments a = quiet_args();
     a.m_old_file_type = true;
     BinaryVXFIL r(dir.write("old.dat", bytes).c_str(), &a);
@@ -157,7 +159,8 @@ TEST_F(BlockReader, TextBlocksAndSkippedLines) {
 
 TEST_F(BlockReader, TextCrLfAndRoundedStamps) {
     std::string line = "10.6 27.4";
-    for (int n = 0; n < 128; ++n) line += " " + std::to_string(n);
+    for (int n = 0; n < 128; ++n)
+        line += " " + std::to_string(n);
     auto r = text("!S128Tidserier sampfrek: 18\r\n" + line + "\r\n" + line + "\r\n" + line + "\r\n");
     ASSERT_EQ(r->getdata(), 0);
     EXPECT_EQ(r->m_time[0], 11);
@@ -178,7 +181,8 @@ TEST_F(BlockReader, TextLineTooLong) {
 
 TEST_F(BlockReader, TextMissingValue) {
     std::string good = "10 0";
-    for (int n = 0; n < 128; ++n) good += " 5";
+    for (int n = 0; n < 128; ++n)
+        good += " 5";
     std::string bad = "10 0 1 2 3 x\n";
     auto r = text("!S128Tidserier sampfrek: 18\n" + good + "\n" + bad + good + "\n");
     std::string err = capture_stderr([&] { EXPECT_EQ(r->getdata(), -1); });
@@ -188,7 +192,8 @@ TEST_F(BlockReader, TextMissingValue) {
 TEST_F(BlockReader, TextValuesThatAreNoCounts) {
     for (const char* value : {"inf", "nan", "-nan", "1e300", "2147483648", "-2147483649"}) {
         std::string line = "10 0 7 " + std::string(value);
-        for (int n = 2; n < 128; ++n) line += " 5";
+        for (int n = 2; n < 128; ++n)
+            line += " 5";
         line += "\n";
         auto r = text("!S128Tidserier sampfrek: 18\n" + line + line + line);
         std::string err = capture_stderr([&] { EXPECT_EQ(r->getdata(), -1); });
@@ -196,14 +201,16 @@ TEST_F(BlockReader, TextValuesThatAreNoCounts) {
     }
     // The extremes that still truncate to a 32-bit count are taken.
     std::string line = "10 0 2147483647.9 -2147483648.9";
-    for (int n = 2; n < 128; ++n) line += " 5";
+    for (int n = 2; n < 128; ++n)
+        line += " 5";
     line += "\n";
     auto r = text("!S128Tidserier sampfrek: 18\n" + line + line + line);
     ASSERT_EQ(r->getdata(), 0);
     EXPECT_EQ(r->current[0][0], 2147483647.9);
     // A stamp beyond int is refused too.
     std::string stamp = "1e12 0";
-    for (int n = 0; n < 128; ++n) stamp += " 5";
+    for (int n = 0; n < 128; ++n)
+        stamp += " 5";
     stamp += "\n";
     auto r2 = text("!S128Tidserier sampfrek: 18\n" + line + line + stamp);
     std::string err = capture_stderr([&] { EXPECT_EQ(r2->getdata(), -1); });
@@ -219,8 +226,8 @@ TEST_F(BlockReader, TextMissingStampIsSilent) {
 TEST_F(BlockReader, JoinsWhenStampsContinue) {
     std::string bytes = "!S512Tidserier sampfrek: 18 gain: 1 station: e date: 2016-05-04\r";
     put_block(bytes, 10, 0, 512, 1, 2, 3);
-    put_block(bytes, 10, 28, 512, 4, 5, 6);  // 28 s < 512/18 + 2
-    put_block(bytes, 10, 59, 512, 7, 8, 9);  // 31 s: a gap
+    put_block(bytes, 10, 28, 512, 4, 5, 6); // 28 s < 512/18 + 2
+    put_block(bytes, 10, 59, 512, 7, 8, 9); // 31 s: a gap
     auto r = binary(bytes, true);
     ASSERT_EQ(r->getdata(), 0);
     EXPECT_TRUE(r->extended_data());
@@ -301,7 +308,8 @@ TEST_F(BlockReader, MicOrderReordersChannels) {
 
 TEST_F(BlockReader, TextLineStartingWithLetterIsSkipped) {
     std::string line = "0 0";
-    for (int n = 0; n < 128; ++n) line += " 9";
+    for (int n = 0; n < 128; ++n)
+        line += " 9";
     auto r = text("!S128Tidserier sampfrek: 18\nX 1 2 3\n" + line + "\nz\n" + line + "\n" + line + "\n");
     ASSERT_EQ(r->getdata(), 0);
     EXPECT_EQ(r->current[0][0], 9);

@@ -145,7 +145,8 @@ TEST_F(Comment, NoCommentByteIsLeftUnread) {
 
 TEST_F(Comment, LongStationIsCutAndStopsTheScan) {
     std::string station(300, 'q');
-    std::string line = "!S512Tidserier sampfrek: 18 gain: 2 station: " + station + " date: 2016-05-04 time: 13:30:00";
+    std::string line =
+        "!S512Tidserier sampfrek: 18 gain: 2 station: " + station + " date: 2016-05-04 time: 13:30:00";
     scratch_values v;
     EXPECT_TRUE(valid_comment_type3(line.c_str(), v.args));
     EXPECT_EQ(v.station, std::string(255, 'q'));
@@ -172,7 +173,7 @@ TEST_F(Comment, TextLineEndsAtLineFeedAndDropsCarriageReturns) {
 TEST_F(Comment, BinaryLineEndsAtCarriageReturnAndKeepsLineFeeds) {
     auto r = binary_reader(dir, "!S512Tidserier sampfrek: 18\n gain: 3\r\nAB");
     EXPECT_EQ(std::string(r->firstline()), "!S512Tidserier sampfrek: 18\n gain: 3");
-    EXPECT_EQ(r->get_gain(), 3); // the blank in the format matches the line feed
+    EXPECT_EQ(r->get_gain(), 3);                // the blank in the format matches the line feed
     EXPECT_EQ(std::fgetc(r->m_fd.get()), '\n'); // the byte after the carriage return is data
 }
 

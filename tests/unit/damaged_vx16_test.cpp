@@ -47,7 +47,8 @@ result load(std::string bytes, const char* name) {
         // The invariants of the channel-recording interface hold for what was kept.
         EXPECT_EQ(r.get_channels().size(), 3u);
         EXPECT_EQ(r.m_data.size(), 3u);
-        for (size_t k = 0; k < r.m_data.size(); ++k) EXPECT_EQ(r.get_data(k).size(), res.samples);
+        for (size_t k = 0; k < r.m_data.size(); ++k)
+            EXPECT_EQ(r.get_data(k).size(), res.samples);
     } catch (const fatal_exit_called& e) {
         res.how = outcome::FATAL;
         EXPECT_EQ(e.status, 1);
@@ -97,7 +98,8 @@ TEST_P(Damaged, IntactExampleConverts) {
         blocks = (bytes.size() - comment_end - 1) / GetParam().block_bytes;
         EXPECT_EQ(r.samples, blocks * (GetParam().block_bytes / 6 - 2));
     } else {
-        for (size_t p = comment_end + 1; p < bytes.size(); ++p) blocks += bytes[p] == '\n';
+        for (size_t p = comment_end + 1; p < bytes.size(); ++p)
+            blocks += bytes[p] == '\n';
         EXPECT_EQ(r.samples, blocks / 3 * 512);
     }
     EXPECT_GT(blocks, 0u);
@@ -106,8 +108,10 @@ TEST_P(Damaged, IntactExampleConverts) {
 TEST_P(Damaged, TruncatedAtManyOffsets) {
     std::mt19937 rng(12345);
     std::vector<size_t> cuts = {0, 1, 2, comment_end, comment_end + 1, comment_end + 2, 255, 256, 257};
-    for (size_t c = 0; c < bytes.size(); c += bytes.size() / 97 + 1) cuts.push_back(c);
-    for (int i = 0; i < 60; ++i) cuts.push_back(rng() % bytes.size());
+    for (size_t c = 0; c < bytes.size(); c += bytes.size() / 97 + 1)
+        cuts.push_back(c);
+    for (int i = 0; i < 60; ++i)
+        cuts.push_back(rng() % bytes.size());
     if (GetParam().binary)
         for (size_t b = 0; b < 6; ++b) {
             size_t at = comment_end + 1 + b * GetParam().block_bytes;
@@ -136,7 +140,8 @@ TEST_P(Damaged, TruncatedAtManyOffsets) {
         } else {
             // Complete lines give whole blocks; a line cut after its last value may still count.
             size_t lines = 0;
-            for (size_t p = comment_end + 1; p < cut; ++p) lines += bytes[p] == '\n';
+            for (size_t p = comment_end + 1; p < cut; ++p)
+                lines += bytes[p] == '\n';
             EXPECT_GE(r.samples, lines / 3 * 512) << cut;
             EXPECT_LE(r.samples, (lines / 3 + 1) * 512) << cut;
         }
@@ -171,7 +176,8 @@ TEST_P(Damaged, ShapedDamage) {
     variants.push_back(bytes.substr(0, 5000) + bytes.substr(3000));
     variants.push_back(bytes.substr(0, 3000) + bytes.substr(5000));
     std::string garbage = bytes.substr(0, comment_end + 1);
-    for (int i = 0; i < 4000; ++i) garbage += "9e99999 -inf nan 0x1p40 \t\r\n!"[static_cast<size_t>(i * 7) % 29];
+    for (int i = 0; i < 4000; ++i)
+        garbage += "9e99999 -inf nan 0x1p40 \t\r\n!"[static_cast<size_t>(i * 7) % 29];
     variants.push_back(garbage);
     std::string long_comment = std::string(1, '!') + std::string(70000, 'S') + bytes;
     variants.push_back(long_comment);
@@ -183,5 +189,6 @@ TEST_P(Damaged, ShapedDamage) {
 
 INSTANTIATE_TEST_SUITE_P(Examples, Damaged, ::testing::ValuesIn(examples),
                          [](const ::testing::TestParamInfo<example>& info) {
-                             return std::string(info.param.binary ? "binary" : "text") + std::to_string(info.index);
+                             return std::string(info.param.binary ? "binary" : "text") +
+                                    std::to_string(info.index);
                          });

@@ -69,7 +69,8 @@ TEST_F(Detect, CannotOpen) {
 TEST_F(Detect, NoLineEndInTheProbe) {
     EXPECT_EQ(error_of(std::string(300, 'a')), "Found no end of first commentline\n");
     // A line end as the very last of the 256 bytes is overwritten by the terminator.
-    EXPECT_EQ(error_of(std::string(255, 'a') + "\n" + std::string(10, 'b')), "Found no end of first commentline\n");
+    EXPECT_EQ(error_of(std::string(255, 'a') + "\n" + std::string(10, 'b')),
+              "Found no end of first commentline\n");
 }
 
 TEST_F(Detect, TextWithThreeNumbers) {

@@ -25,7 +25,8 @@ class StartTime : public ::testing::Test {
         force_utc_env();
         VXFIL_arguments a = quiet_args();
         // A neutral object whose start-time members the tests drive directly.
-        reader = std::make_unique<AsciiVXFIL>(dir.write("plain.txt", "!S512Tidserier sampfrek: 18\n").c_str(), &a);
+        reader =
+            std::make_unique<AsciiVXFIL>(dir.write("plain.txt", "!S512Tidserier sampfrek: 18\n").c_str(), &a);
         reader->m_station.clear();
         reader->m_start_of_day = 0;
         reader->m_time_base = 0;
@@ -137,8 +138,9 @@ TEST_F(StartTime, MinuteStampsOfTheHourAndOfTheDay) {
 }
 
 TEST_F(StartTime, CommentDateMakesStampsCountFromMidnight) {
-    std::string path = dir.write("2016/05/20160504/e6050427.dat",
-                                 "!S512Tidserier sampfrek: 18 gain: 2 station: e date: 2016-05-05 time: 13:30:00\r");
+    std::string path =
+        dir.write("2016/05/20160504/e6050427.dat",
+                  "!S512Tidserier sampfrek: 18 gain: 2 station: e date: 2016-05-05 time: 13:30:00\r");
     VXFIL_arguments a = quiet_args();
     BinaryVXFIL r(path.c_str(), &a);
     EXPECT_EQ(r.m_time_base, 0);

@@ -143,10 +143,15 @@ TEST_F(Vx16, RefinementOfATenSecondStretch) {
         EXPECT_NEAR(r->get_time(k), t + 0.495, 1e-6) << k;
         t += 1.0 / 12.8;
     }
-    EXPECT_TRUE(std::regex_search(err, std::regex("(^|\n)vxfil16\\.cpp:[0-9]+:: debug: For 0 vectors are equal\n"))) << err;
-    EXPECT_TRUE(std::regex_search(err, std::regex("\nvxfil16\\.cpp:[0-9]+:: debug: For 0\\.99 vectors are equal\n")));
+    EXPECT_TRUE(
+        std::regex_search(err, std::regex("(^|\n)vxfil16\\.cpp:[0-9]+:: debug: For 0 vectors are equal\n")))
+        << err;
+    EXPECT_TRUE(
+        std::regex_search(err, std::regex("\nvxfil16\\.cpp:[0-9]+:: debug: For 0\\.99 vectors are equal\n")));
     EXPECT_TRUE(std::regex_search(
-        err, std::regex("\nvxfil16\\.cpp:[0-9]+:: debug: Time offset equal between 0 & 0\\.99\\. Using 0\\.495\n$")));
+        err,
+        std::regex(
+            "\nvxfil16\\.cpp:[0-9]+:: debug: Time offset equal between 0 & 0\\.99\\. Using 0\\.495\n$")));
 }
 
 TEST_F(Vx16, NoDebugLinesWithoutTheSwitch) {
@@ -197,7 +202,8 @@ TEST_F(Vx16, TimesRunOnWithinAStretch) {
     EXPECT_LT(offset, 1.0);
     // Accumulated sample by sample at about 1.5e9 s: rounding adds up to a few ms.
     EXPECT_NEAR(t.back() - t[0], (64 * 512 - 1) / 18.0, 0.01);
-    for (size_t k = 1; k < t.size(); ++k) ASSERT_GT(t[k], t[k - 1]) << k;
+    for (size_t k = 1; k < t.size(); ++k)
+        ASSERT_GT(t[k], t[k - 1]) << k;
 }
 
 TEST_F(Vx16, UnknownStationLetter) {
@@ -236,7 +242,8 @@ TEST_F(Vx16, CommentWithoutBlocksGivesEmptySequences) {
     VXFIL16 r(path.c_str(), 0.0);
     EXPECT_TRUE(r.get_time().empty());
     ASSERT_EQ(r.m_data.size(), 3u);
-    for (int k = 0; k < 3; ++k) EXPECT_TRUE(r.get_data(k).empty());
+    for (int k = 0; k < 3; ++k)
+        EXPECT_TRUE(r.get_data(k).empty());
     ASSERT_EQ(r.get_channels().size(), 3u);
     EXPECT_EQ(r.get_channel_info(2).m_ext_gain, 20.0);
     EXPECT_EQ(r.get_frequency(), 18.0);
@@ -271,7 +278,8 @@ TEST_F(Vx16, TextAndBinaryAgree) {
     auto b = load_binary(s);
     auto t = load_text(s);
     EXPECT_EQ(b->get_time(), t->get_time());
-    for (int k = 0; k < 3; ++k) EXPECT_EQ(b->get_data(k), t->get_data(k));
+    for (int k = 0; k < 3; ++k)
+        EXPECT_EQ(b->get_data(k), t->get_data(k));
 }
 
 TEST_F(Vx16, FromAnOpenStream) {

@@ -67,10 +67,10 @@ bool validate_comment(const char* line);
 class VXFIL {
   public:
     enum {
-        LINELEN = 256,      // capacity of station, date and time texts of a comment
+        LINELEN = 256, // capacity of station, date and time texts of a comment
         SECS_PER_DAY = 86400,
-        FBUFSIZE = 51200,   // text reader's line buffer
-        Max = 514           // largest binary block of one channel: 512 samples and a 2-word stamp
+        FBUFSIZE = 51200, // text reader's line buffer
+        Max = 514         // largest binary block of one channel: 512 samples and a 2-word stamp
     };
 
     // Opens path in mode "rb".
