@@ -32,8 +32,8 @@ class BlockReader : public ::testing::Test {
     scratch_dir dir;
 };
 
-fixtures::vx16_spec ramp_spec(const std::string& kind, int blocks) {
-    fixtures::vx16_spec s;
+fixtures::vx16_recipe ramp_recipe(const std::string& kind, int blocks) {
+    fixtures::vx16_recipe s;
     s.kind = kind;
     s.blocks = blocks;
     s.pattern = "ramp";
@@ -59,7 +59,7 @@ void put_block(std::string& out, int minute, int second, int len, int v0, int v1
 } // namespace
 
 TEST_F(BlockReader, BinaryBlocksInOrderAndCleanEnd) {
-    auto s = ramp_spec("S512", 3);
+    auto s = ramp_recipe("S512", 3);
     auto r = binary(fixtures::make_vx16_binary(s));
     EXPECT_STREQ(r->type(), "binary");
     EXPECT_TRUE(r->is_binary());
@@ -75,7 +75,7 @@ TEST_F(BlockReader, BinaryBlocksInOrderAndCleanEnd) {
 }
 
 TEST_F(BlockReader, BinaryCutInsideABlock) {
-    std::string bytes = fixtures::make_vx16_binary(ramp_spec("S128", 2));
+    std::string bytes = fixtures::make_vx16_binary(ramp_recipe("S128", 2));
     for (size_t cut : {size_t{1}, size_t{100}, size_t{3 * 260 - 2}}) { // 780 bytes per block
         auto r = binary(bytes.substr(0, bytes.size() - cut));
         ASSERT_EQ(r->getdata(), 0);
@@ -93,7 +93,7 @@ TEST_F(BlockReader, BinaryCutInsideABlock) {
 }
 
 TEST_F(BlockReader, BinaryUnixStampsAreUnsigned) {
-    auto s = ramp_spec("U512", 2);
+    auto s = ramp_recipe("U512", 2);
     s.start = 1462368600; // 0x5716 0x5358: low word above 32767
     auto r = binary(fixtures::make_vx16_binary(s));
     ASSERT_EQ(r->getdata(), 0);
@@ -104,7 +104,7 @@ TEST_F(BlockReader, BinaryUnixStampsAreUnsigned) {
 }
 
 TEST_F(BlockReader, OldestKindHasNoStamps) {
-    auto s = ramp_spec("T", 2);
+    auto s = ramp_recipe("T", 2);
     std::unique_ptr<VXFIL> r;
     capture_stderr([&] { r = binary(fixtures::make_vx16_binary(s)); });
     EXPECT_FALSE(r->is_newfile());
@@ -137,7 +137,7 @@ TEST_F(BlockReader, OldFileTypeFromArguments) {
 }
 
 TEST_F(BlockReader, TextBlocksAndSkippedLines) {
-    auto s = ramp_spec("S128", 2);
+    auto s = ramp_recipe("S128", 2);
     std::string bytes = fixtures::make_vx16_text(s);
     // Comment lines, letter lines and empty lines may stand anywhere between block lines.
     size_t second_line = bytes.find('\n', bytes.find('\n') + 1) + 1;
@@ -288,7 +288,7 @@ TEST_F(BlockReader, MidnightRule) {
 }
 
 TEST_F(BlockReader, WithoutJoiningReadnextDoesNothing) {
-    auto r = binary(fixtures::make_vx16_binary(ramp_spec("S128", 2)));
+    auto r = binary(fixtures::make_vx16_binary(ramp_recipe("S128", 2)));
     atype scratch;
     EXPECT_EQ(r->readnext(scratch), 1);
     EXPECT_FALSE(r->m_is_next);
@@ -333,7 +333,7 @@ TEST_F(BlockReader, AnnouncesFileAndType) {
 }
 
 TEST_F(BlockReader, ReadsFromAnOpenStream) {
-    std::string bytes = fixtures::make_vx16_binary(ramp_spec("S128", 2));
+    std::string bytes = fixtures::make_vx16_binary(ramp_recipe("S128", 2));
     FILE* f = fmemopen(bytes.data(), bytes.size(), "rb");
     ASSERT_NE(f, nullptr);
     VXFIL_arguments a = quiet_args();
@@ -343,7 +343,7 @@ TEST_F(BlockReader, ReadsFromAnOpenStream) {
     ASSERT_EQ(r.getdata(), 0);
     EXPECT_EQ(r.getdata(), -1);
 
-    std::string txt = fixtures::make_vx16_text(ramp_spec("S128", 1));
+    std::string txt = fixtures::make_vx16_text(ramp_recipe("S128", 1));
     AsciiVXFIL t(fmemopen(txt.data(), txt.size(), "rb"), "mem", &a);
     ASSERT_EQ(t.getdata(), 0);
     EXPECT_EQ(t.getdata(), -1);

@@ -39,8 +39,8 @@ class Detect : public ::testing::Test {
     scratch_dir dir;
 };
 
-fixtures::vx16_spec spec(const std::string& kind) {
-    fixtures::vx16_spec s;
+fixtures::vx16_recipe recipe(const std::string& kind) {
+    fixtures::vx16_recipe s;
     s.kind = kind;
     s.blocks = 2;
     s.date = "2016-05-04";
@@ -51,7 +51,7 @@ fixtures::vx16_spec spec(const std::string& kind) {
 
 TEST_F(Detect, ShortFileThrowsEvenWithACompleteComment) {
     EXPECT_EQ(error_of("!S512Tidserier sampfrek: 18\n1 2 3\n"), "fread: EOF \n");
-    std::string bytes = fixtures::make_vx16_text(spec("S128"));
+    std::string bytes = fixtures::make_vx16_text(recipe("S128"));
     EXPECT_EQ(error_of(bytes.substr(0, 255)), "fread: EOF \n");
     EXPECT_EQ(error_of(bytes.substr(0, 256)), "");
 }
@@ -74,19 +74,19 @@ TEST_F(Detect, NoLineEndInTheProbe) {
 }
 
 TEST_F(Detect, TextWithThreeNumbers) {
-    auto r = detected(fixtures::make_vx16_text(spec("S512")));
+    auto r = detected(fixtures::make_vx16_text(recipe("S512")));
     EXPECT_FALSE(r->is_binary());
     EXPECT_STREQ(r->type(), "text");
-    auto u = detected(fixtures::make_vx16_text(spec("U128")));
+    auto u = detected(fixtures::make_vx16_text(recipe("U128")));
     EXPECT_FALSE(u->is_binary());
     EXPECT_TRUE(u->m_unixtime);
 }
 
 TEST_F(Detect, BinaryRecordings) {
-    auto r = detected(fixtures::make_vx16_binary(spec("S512")));
+    auto r = detected(fixtures::make_vx16_binary(recipe("S512")));
     EXPECT_TRUE(r->is_binary());
     EXPECT_STREQ(r->type(), "binary");
-    auto s = detected(fixtures::make_vx16_binary(spec("S128")));
+    auto s = detected(fixtures::make_vx16_binary(recipe("S128")));
     EXPECT_TRUE(s->is_binary());
 }
 
@@ -114,18 +114,18 @@ TEST_F(Detect, LengthAloneMakesTheCommentValid) {
 }
 
 TEST_F(Detect, FourArgumentFormIsNotQuiet) {
-    std::string path = dir.write("q.txt", fixtures::make_vx16_text(spec("S128")));
+    std::string path = dir.write("q.txt", fixtures::make_vx16_text(recipe("S128")));
     std::string err = capture_stderr([&] { delete detect(path.c_str(), true, false, false); });
     EXPECT_EQ(err, "File: " + path + " Type:text\n");
 }
 
 TEST_F(Detect, FromAnOpenStream) {
-    std::string bytes = fixtures::make_vx16_text(spec("S128"));
+    std::string bytes = fixtures::make_vx16_text(recipe("S128"));
     VXFIL_arguments a = quiet_args();
     std::unique_ptr<VXFIL> r(detect(fmemopen(bytes.data(), bytes.size(), "rb"), "mem.txt", &a));
     EXPECT_FALSE(r->is_binary());
     EXPECT_EQ(r->getdata(), 0);
-    EXPECT_EQ(r->current[0][0], fixtures::vx16_sample(spec("S128"), 0, 0));
+    EXPECT_EQ(r->current[0][0], fixtures::vx16_sample(recipe("S128"), 0, 0));
     std::string small = "!S128";
     try {
         delete detect(fmemopen(small.data(), small.size(), "rb"), "small", &a);

@@ -25,10 +25,10 @@ class Vx16 : public ::testing::Test {
     void SetUp() override { force_utc_env(); }
     void TearDown() override { vxfil_debug = 0; }
 
-    std::unique_ptr<VXFIL16> load_binary(const fixtures::vx16_spec& s, double basetime = 0.0) {
+    std::unique_ptr<VXFIL16> load_binary(const fixtures::vx16_recipe& s, double basetime = 0.0) {
         return std::make_unique<VXFIL16>(dir.write("r.dat", fixtures::make_vx16_binary(s)).c_str(), basetime);
     }
-    std::unique_ptr<VXFIL16> load_text(const fixtures::vx16_spec& s, double basetime = 0.0) {
+    std::unique_ptr<VXFIL16> load_text(const fixtures::vx16_recipe& s, double basetime = 0.0) {
         return std::make_unique<VXFIL16>(dir.write("r.txt", fixtures::make_vx16_text(s)).c_str(), basetime);
     }
 
@@ -37,8 +37,8 @@ class Vx16 : public ::testing::Test {
 };
 
 // 128 samples at 12.8 Hz: blocks of exactly 10 s, Unix stamps.
-fixtures::vx16_spec ten_second_blocks(int blocks) {
-    fixtures::vx16_spec s;
+fixtures::vx16_recipe ten_second_blocks(int blocks) {
+    fixtures::vx16_recipe s;
     s.kind = "U128";
     s.freq = 12.8;
     s.blocks = blocks;
@@ -47,8 +47,8 @@ fixtures::vx16_spec ten_second_blocks(int blocks) {
     return s;
 }
 
-fixtures::vx16_spec archive_spec(int blocks) {
-    fixtures::vx16_spec s;
+fixtures::vx16_recipe archive_recipe(int blocks) {
+    fixtures::vx16_recipe s;
     s.kind = "S512";
     s.gain = 3;
     s.station = "e";
@@ -62,7 +62,7 @@ fixtures::vx16_spec archive_spec(int blocks) {
 } // namespace
 
 TEST_F(Vx16, HeaderAndChannelRecords) {
-    auto r = load_binary(archive_spec(3));
+    auto r = load_binary(archive_recipe(3));
     const vx_header& h = r->get_header();
     EXPECT_EQ(h.header.m_magic, magic_vx24);
     EXPECT_EQ(h.header.m_version, 1);
@@ -94,7 +94,7 @@ TEST_F(Vx16, HeaderAndChannelRecords) {
 }
 
 TEST_F(Vx16, SamplesInChannelOrder) {
-    auto s = archive_spec(2);
+    auto s = archive_recipe(2);
     s.pattern = "ramp";
     auto r = load_binary(s);
     for (int ch = 0; ch < 3; ++ch)
@@ -194,7 +194,7 @@ TEST_F(Vx16, JumpOfTwoSecondsStartsAStretch) {
 }
 
 TEST_F(Vx16, TimesRunOnWithinAStretch) {
-    auto r = load_binary(archive_spec(64));
+    auto r = load_binary(archive_recipe(64));
     const auto& t = r->get_time();
     ASSERT_EQ(t.size(), 64u * 512);
     double offset = t[0] - static_cast<double>(start_2016);
@@ -207,7 +207,7 @@ TEST_F(Vx16, TimesRunOnWithinAStretch) {
 }
 
 TEST_F(Vx16, UnknownStationLetter) {
-    auto s = archive_spec(1);
+    auto s = archive_recipe(1);
     s.station = "F";
     try {
         load_binary(s);
@@ -222,7 +222,7 @@ TEST_F(Vx16, UnknownStationLetter) {
 }
 
 TEST_F(Vx16, GainOutsideTheTable) {
-    auto s = archive_spec(1);
+    auto s = archive_recipe(1);
     s.gain = 5;
     try {
         load_binary(s);
@@ -251,7 +251,7 @@ TEST_F(Vx16, CommentWithoutBlocksGivesEmptySequences) {
     EXPECT_EQ(r.get_header().common.m_seconds, 0u);
 
     // A partial first block: "fread: EOF" and still nothing.
-    auto s = archive_spec(1);
+    auto s = archive_recipe(1);
     std::string bytes = fixtures::make_vx16_binary(s);
     std::string cut = dir.write("cut.dat", bytes.substr(0, bytes.size() - 10));
     std::string err = capture_stderr([&] {
@@ -263,7 +263,7 @@ TEST_F(Vx16, CommentWithoutBlocksGivesEmptySequences) {
 }
 
 TEST_F(Vx16, InvalidFrequencyIsOneClearError) {
-    auto s = archive_spec(2);
+    auto s = archive_recipe(2);
     s.freq = 0.0;
     try {
         load_binary(s);
@@ -274,7 +274,7 @@ TEST_F(Vx16, InvalidFrequencyIsOneClearError) {
 }
 
 TEST_F(Vx16, TextAndBinaryAgree) {
-    auto s = archive_spec(8);
+    auto s = archive_recipe(8);
     auto b = load_binary(s);
     auto t = load_text(s);
     EXPECT_EQ(b->get_time(), t->get_time());
@@ -283,23 +283,23 @@ TEST_F(Vx16, TextAndBinaryAgree) {
 }
 
 TEST_F(Vx16, FromAnOpenStream) {
-    std::string bytes = fixtures::make_vx16_binary(archive_spec(2));
+    std::string bytes = fixtures::make_vx16_binary(archive_recipe(2));
     VXFIL16 r(fmemopen(bytes.data(), bytes.size(), "rb"), "2016/05/20160504/e6050427.dat", 0.0);
     EXPECT_EQ(r.get_time().size(), 2u * 512);
 }
 
 TEST_F(Vx16, ExamplesMatchTheirFixtureCommands) {
-    // The command lines in examples/README-vx16.md, as specs.
+    // The command lines in examples/README-vx16.md, as recipes.
     auto read = [](const std::string& rel) {
         std::ifstream in(std::string(SOURCE_DIR) + "/examples/vx16/" + rel, std::ios::binary);
         return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     };
-    fixtures::vx16_spec s = archive_spec(64);
+    fixtures::vx16_recipe s = archive_recipe(64);
     s.gain = 2;
     s.amplitude = 200;
     EXPECT_EQ(read("2016/05/20160504/e6050427.dat"), fixtures::make_vx16_binary(s));
     EXPECT_EQ(read("2016/05/20160504/e6050427.txt"), fixtures::make_vx16_text(s));
-    fixtures::vx16_spec d = archive_spec(40);
+    fixtures::vx16_recipe d = archive_recipe(40);
     d.kind = "S128";
     d.station = "d";
     d.date = "2016-05-05";
