@@ -59,16 +59,16 @@ vx_channel channel_record(uint16_t k, int gain) {
 VXFIL16::VXFIL16(const char* filename, double initial_basetime) : Vxfil_Base(filename) {
     VXFIL_arguments args;
     args.m_quiet = true;
-    load(detect(filename, &args), initial_basetime);
+    load(detect(filename, &args), filename, initial_basetime);
 }
 
 VXFIL16::VXFIL16(FILE* stream, const char* name, double initial_basetime) : Vxfil_Base(name) {
     VXFIL_arguments args;
     args.m_quiet = true;
-    load(detect(stream, name, &args), initial_basetime);
+    load(detect(stream, name, &args), name, initial_basetime);
 }
 
-void VXFIL16::load(VXFIL* reader, double initial_basetime) {
+void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
     std::unique_ptr<VXFIL> vxfil(reader);
 
     m_header.header.m_magic = magic_vx24;
@@ -88,7 +88,8 @@ void VXFIL16::load(VXFIL* reader, double initial_basetime) {
         if (first) {
             const double frequency = vxfil->get_frequency();
             if (!(frequency > 0.0) || !std::isfinite(frequency) || !std::isfinite(1.0 / frequency))
-                throw std::runtime_error(Formatter() << "Invalid sampling frequency " << frequency << "\n");
+                throw std::runtime_error(Formatter() << "Error: sample rate " << frequency << " of \"" << name
+                                                      << "\" is not usable\n");
             m_header.common.m_sample_freq_hz = frequency;
             m_header.common.m_seconds = static_cast<uint32_t>(vxfil->get_vxtime(0));
             m_header.common.m_nanoseconds = 0;

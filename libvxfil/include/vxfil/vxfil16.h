@@ -21,7 +21,7 @@ class VXFIL16 : public Vxfil_Base {
     ORIGIN get_origin() const override { return ORIGIN_VX16; }
 
   private:
-    void load(VXFIL* reader, double initial_basetime);
+    void load(VXFIL* reader, const char* name, double initial_basetime);
 };
 
 } // namespace VxFil
