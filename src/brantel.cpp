@@ -201,6 +201,8 @@ int brantel_main(int argc, char** argv) {
     std::setlocale(LC_TIME, "C");
     putenv(TZ);
     tzset();
+    const int given_argc = argc;
+    char** const given_argv = argv;
     rebuild_argv(&argc, &argv);
     logfile(argc, argv);
     global_scale = 1;
@@ -225,13 +227,14 @@ int brantel_main(int argc, char** argv) {
         std::printf("Combining\n");
         for (; optind < argc; ++optind) names.emplace_back(argv[optind]);
         run_conversion(names, argc);
-        return 0;
+    } else {
+        while (optind < argc) {
+            names.emplace_back(argv[optind]);
+            run_conversion(names, argc);
+            names.pop_back();
+            optind = optind + 1;
+        }
     }
-    while (optind < argc) {
-        names.emplace_back(argv[optind]);
-        run_conversion(names, argc);
-        names.pop_back();
-        optind = optind + 1;
-    }
+    restore_argv(&argc, &argv, given_argc, given_argv);
     return 0;
 }

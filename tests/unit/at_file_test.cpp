@@ -12,11 +12,13 @@ std::vector<std::string> expand(std::vector<std::string> args) {
     std::vector<char*> argv;
     for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
-    int argc = static_cast<int>(args.size());
+    const int old_argc = static_cast<int>(args.size());
+    int argc = old_argc;
     char** v = argv.data();
     rebuild_argv(&argc, &v);
     std::vector<std::string> out(v, v + argc);
     EXPECT_EQ(v[argc], nullptr);
+    restore_argv(&argc, &v, old_argc, argv.data());
     return out;
 }
 
