@@ -36,11 +36,19 @@ if ls vx24/*.vx24 >/dev/null 2>&1; then
     run --quiet -o -u 4 -f --minutes-in-day "$first"
     show "${first%.*}.tm4"
 fi
-for f in $(find vx16 tm4 -type f \( -name '*.dat' -o -name '*.txt' -o -name '*.tm4' -o -name '*.asc' \) 2>/dev/null | sort); do
-    out="$work/out/$(basename "${f%.*}")"
-    mkdir -p "$(dirname "$out")"
-    run --quiet "$f"
-    ls "${f%.*}".* | grep -v -x "$f" | head -n 3 | while read -r o; do show "$o"; done
-done
+if ls vx16 >/dev/null 2>&1; then
+    run --quiet vx16/2016/05/20160504/e6050427.dat
+    show vx16/2016/05/20160504/e6050427.tm4
+    run --quiet --average --minutes-in-day vx16/2016/05/20160504/e6050427.txt
+    show vx16/2016/05/20160504/e6050427.avg
+    run --quiet --slist vx16/2016/05/20160505/d6050510.dat
+    show vx16/2016/05/20160505/d6050510.channel0.slist.ascii
+fi
+if ls tm4/*.tm4 >/dev/null 2>&1; then
+    # A TM4 input already has the four-column extension, so pick another layout.
+    tm4=$(ls tm4/*.tm4 | head -n 1)
+    run --quiet -2 "$tm4"
+    show "${tm4%.*}.channel0"
+fi
 echo
 echo "demo outputs were written to a temporary directory and removed"
