@@ -1,9 +1,6 @@
 // The four-column layout: the time and the value of every channel per row.
-#include "gap_warning.h"
-#include "out_file.h"
+#include "row_writer.h"
 #include "settings.h"
-#include "time_format.h"
-#include "writer_window.h"
 #include "writers.h"
 
 double write_all(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
@@ -11,29 +8,13 @@ double write_all(const std::filesystem::path& s, const series_t& time, const std
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     check_window("write_all", time, start_i, size);
     check_window("write_all", data, start_i, size);
-    OutFile out(s);
-    stm = first_time(stm, time, start_i);
-    const long end = start_i + size;
-    const int dec = window_decimals(time, end);
-    const double tdiff = 1 / freq;
-    if (comment != nullptr) {
-        out.put(comment);
-        out.put('\n');
-    }
-    double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
-    for (long i = start_i; i < end; ++i) {
-        const auto k = static_cast<std::size_t>(i);
-        out.put_fixed(stm, dec);
-        for (const series_t& channel : data) {
-            out.put(' ');
-            out.put_trimmed(channel[k]);
-        }
-        out.put('\n');
-        const double t = time[k];
-        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, i - start_i + 1, t, prev_time);
-        stm += tdiff;
-        prev_time = t;
-    }
-    out.close();
-    return stm;
+    return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
+                             [&](OutFile& out, std::size_t k, double t, int dec, long) {
+                                 out.put_fixed(t, dec);
+                                 for (const series_t& channel : data) {
+                                     out.put(' ');
+                                     out.put_trimmed(channel[k]);
+                                 }
+                                 out.put('\n');
+                             });
 }

@@ -1,0 +1,45 @@
+// The frame shared by the row writers: open the file, write the comment
+// line, then walk the window row by row with the gap check and the advance of
+// the printed time by one sample period per row.
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+
+#include "gap_warning.h"
+#include "out_file.h"
+#include "series.h"
+#include "time_format.h"
+#include "writer_window.h"
+
+// head(out) writes what comes between the comment and the rows;
+// row(out, i, stm, dec, row_number) writes row i with the printed time stm.
+// Returns the time after the last row.
+template <class Head, class Row>
+double write_window_rows(const std::filesystem::path& s, const series_t& time, long start_i, long size,
+                         double stm, double freq, const char* comment, Head&& head, Row&& row) {
+    OutFile out(s);
+    stm = first_time(stm, time, start_i);
+    const long end = start_i + size;
+    const int dec = window_decimals(time, end);
+    const double tdiff = 1 / freq;
+    if (comment != nullptr) {
+        out.put(comment);
+        out.put('\n');
+    }
+    head(out);
+    double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
+    for (long i = start_i; i < end; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        const long row_number = i - start_i + 1;
+        row(out, k, stm, dec, row_number);
+        const double t = time[k];
+        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, row_number, t, prev_time);
+        stm += tdiff;
+        prev_time = t;
+    }
+    out.close();
+    return stm;
+}
+
+inline void no_head(OutFile&) {}
