@@ -1,26 +1,27 @@
 #include "settings.h"
 
-OUTPUT_TYPE output_type = OT_FOURCOLUMNS;
-int time_in_minutes = TIME_SECONDS;
-long sec_decimals = -1;
-long snippets = 1;
-long snippet_length = 0;
-long global_start_time = 0;
-int combine = 0;
-int remove_offset = 0;
-long upsample = 0;
-int need_filter = 0;
-long global_scale = 1;
-int quiet = 0;
-int debug = 0;
-int no_comment = 0;
-int nrsamples = 0;
-int _CRT_glob = 1;
+OUTPUT_TYPE output_type;
+int time_in_minutes;
+long sec_decimals;
+long snippets;
+long snippet_length;
+long global_start_time;
+int combine;
+int remove_offset;
+long upsample;
+int need_filter;
+long global_scale;
+int quiet;
+int debug;
+int no_comment;
+int nrsamples;
+int _CRT_glob;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
-const char* default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+const char* default_time_format;
 
+// The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
     output_type = OT_FOURCOLUMNS;
     time_in_minutes = TIME_SECONDS;
@@ -39,4 +40,8 @@ void reset_settings() {
     nrsamples = 0;
     _CRT_glob = 1;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+}
+
+namespace {
+const bool defaults_applied = (reset_settings(), true);
 }
