@@ -80,8 +80,7 @@ constexpr int LANES = 8;
 // by the compiler. With GCC or Clang the eight sums are four two-lane vectors
 // (plain SSE2 on x86-64): each lane is still its own sum, the products and
 // additions are the same IEEE operations, and contraction is off, so the lanes
-// give Filter's results exactly. Other compilers get eight named scalars.
-#if defined(__GNUC__)
+// give Filter's results exactly. The project builds with GCC and Clang only.
 typedef double pair_t __attribute__((vector_size(2 * sizeof(double))));
 
 inline pair_t load_pair(const double* p) {
@@ -111,41 +110,6 @@ inline void lanes_of_outputs(const double* line, long first, double* out) {
     __builtin_memcpy(out + 4, &a2, sizeof a2);
     __builtin_memcpy(out + 6, &a3, sizeof a3);
 }
-#else
-inline void lanes_of_outputs(const double* line, long first, double* out) {
-    const double* p = line + first + 1;
-    const double h0 = H[0];
-    double a0 = 0.0, a1 = 0.0, a2 = 0.0, a3 = 0.0, a4 = 0.0, a5 = 0.0, a6 = 0.0, a7 = 0.0;
-    a0 += h0 * p[0];
-    a1 += h0 * p[1];
-    a2 += h0 * p[2];
-    a3 += h0 * p[3];
-    a4 += h0 * p[4];
-    a5 += h0 * p[5];
-    a6 += h0 * p[6];
-    a7 += h0 * p[7];
-    for (int k = 1; k < TAPS; ++k) {
-        const double h = H[k];
-        const double* src = line + first + (TAPS + 1 - k);
-        a0 += h * src[0];
-        a1 += h * src[1];
-        a2 += h * src[2];
-        a3 += h * src[3];
-        a4 += h * src[4];
-        a5 += h * src[5];
-        a6 += h * src[6];
-        a7 += h * src[7];
-    }
-    out[0] = a0;
-    out[1] = a1;
-    out[2] = a2;
-    out[3] = a3;
-    out[4] = a4;
-    out[5] = a5;
-    out[6] = a6;
-    out[7] = a7;
-}
-#endif
 
 inline double one_output(const double* line, long m) {
     double sum = 0.0;
