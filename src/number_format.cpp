@@ -94,6 +94,18 @@ char* fixed_exact(char* out, double value, int precision) {
         }
     }
     if ((bits >> 63) != 0) *out++ = '-';
+    if (q <= UINT64_MAX) {
+        // The usual case: the digits go straight into place, the integer part
+        // by to_chars and the decimals from the last one backwards.
+        auto q64 = static_cast<std::uint64_t>(q);
+        if (precision == 0) return std::to_chars(out, out + UINT128_DIGITS_MAX, q64).ptr;
+        std::uint64_t frac = q64 % POW10[precision];
+        out = std::to_chars(out, out + UINT128_DIGITS_MAX, q64 / POW10[precision]).ptr;
+        *out++ = '.';
+        char* end = out + precision;
+        for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
+        return end;
+    }
     char digits[UINT128_DIGITS_MAX];
     char* end = write_uint128(digits, q);
     int n = static_cast<int>(end - digits);
@@ -160,6 +172,18 @@ char* format_g(char* out, double value) {
 char* format_ld(char* out, long value) { return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr; }
 
 char* format_trimmed(char* out, double value) {
+    // Whole numbers, the common case of raw counts: "%lf" prints their digits
+    // and ".000000", and the trim takes the decimals away again. Below 2^53
+    // every whole double converts to a 64-bit integer exactly. Negative zero
+    // keeps its sign ("-0"); NaN fails the comparison and takes the general path.
+    const double magnitude = std::fabs(value);
+    if (magnitude < 9007199254740992.0) {
+        const auto whole = static_cast<std::uint64_t>(magnitude);
+        if (static_cast<double>(whole) == magnitude) {
+            if (std::signbit(value)) *out++ = '-';
+            return std::to_chars(out, out + SHORT_TEXT_MAX, whole).ptr;
+        }
+    }
     char* end = format_fixed(out, value, 6);
     while (end > out && end[-1] == '0') --end;
     if (end > out && end[-1] == '.') --end;
