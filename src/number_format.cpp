@@ -31,6 +31,38 @@ constexpr std::uint64_t POW10[20] = {1ull,
                                      1000000000000000000ull,
                                      10000000000000000000ull};
 
+// "00" to "99": two digits per step when printing an integer.
+constexpr char DIGIT_PAIRS[201] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                                  "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                                  "8081828384858687888990919293949596979899";
+
+// Number of decimal digits of v (1 for 0): log10 estimated from the bit
+// length (1233 / 4096 is just above log10 2), then corrected by one table look-up.
+inline int decimal_digits(std::uint64_t v) {
+    const std::uint64_t w = v | 1;
+    const int t = (std::bit_width(w) * 1233) >> 12;
+    return t + (w >= POW10[t] ? 1 : 0);
+}
+
+// The decimal digits of v, written in place from the last pair backwards.
+// The same bytes as to_chars, without its call and its second pass.
+inline char* write_u64(char* out, std::uint64_t v) {
+    char* const end = out + decimal_digits(v);
+    char* p = end;
+    while (v >= 100) {
+        const auto pair = static_cast<unsigned>(v % 100);
+        v /= 100;
+        p -= 2;
+        std::memcpy(p, DIGIT_PAIRS + 2 * pair, 2);
+    }
+    if (v >= 10) {
+        std::memcpy(p - 2, DIGIT_PAIRS + 2 * v, 2);
+    } else {
+        p[-1] = static_cast<char>('0' + v);
+    }
+    return end;
+}
+
 // Largest precision the exact integer path handles: 10^19 still fits in 64
 // bits, so a 53-bit mantissa times 10^precision fits in 117 bits.
 constexpr int EXACT_PRECISION_MAX = 19;
@@ -40,7 +72,7 @@ constexpr int UINT128_DIGITS_MAX = 40;
 
 // Writes the decimal digits of `q` (no leading zeros, "0" for 0).
 char* write_uint128(char* out, uint128 q) {
-    if (q <= UINT64_MAX) return std::to_chars(out, out + UINT128_DIGITS_MAX, static_cast<std::uint64_t>(q)).ptr;
+    if (q <= UINT64_MAX) return write_u64(out, static_cast<std::uint64_t>(q));
     // q < 2^64 * 10^19 (see fixed_exact), so the high part fits in 64 bits.
     std::uint64_t high = static_cast<std::uint64_t>(q / POW10[19]);
     std::uint64_t low = static_cast<std::uint64_t>(q % POW10[19]);
@@ -98,9 +130,9 @@ char* fixed_exact(char* out, double value, int precision) {
         // The usual case: the digits go straight into place, the integer part
         // by to_chars and the decimals from the last one backwards.
         auto q64 = static_cast<std::uint64_t>(q);
-        if (precision == 0) return std::to_chars(out, out + UINT128_DIGITS_MAX, q64).ptr;
+        if (precision == 0) return write_u64(out, q64);
         std::uint64_t frac = q64 % POW10[precision];
-        out = std::to_chars(out, out + UINT128_DIGITS_MAX, q64 / POW10[precision]).ptr;
+        out = write_u64(out, q64 / POW10[precision]);
         *out++ = '.';
         char* end = out + precision;
         for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
@@ -163,7 +195,7 @@ char* format_g(char* out, double value) {
         auto whole = static_cast<std::uint32_t>(magnitude);
         if (static_cast<double>(whole) == magnitude) {
             if (std::signbit(value)) *out++ = '-';
-            return std::to_chars(out, out + SHORT_TEXT_MAX, whole).ptr;
+            return write_u64(out, whole);
         }
     }
     return std::to_chars(out, out + SHORT_TEXT_MAX, value, std::chars_format::general, 6).ptr;
@@ -181,7 +213,7 @@ char* format_trimmed(char* out, double value) {
         const auto whole = static_cast<std::uint64_t>(magnitude);
         if (static_cast<double>(whole) == magnitude) {
             if (std::signbit(value)) *out++ = '-';
-            return std::to_chars(out, out + SHORT_TEXT_MAX, whole).ptr;
+            return write_u64(out, whole);
         }
     }
     char* end = format_fixed(out, value, 6);
