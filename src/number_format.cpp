@@ -63,6 +63,22 @@ inline char* write_u64(char* out, std::uint64_t v) {
     return end;
 }
 
+// q as a fixed number with `precision` decimals (q = value * 10^precision,
+// `scale` = 10^precision): the integer part, the point, then the decimals
+// written from the last one backwards with their leading zeros.
+inline char* write_point_digits(char* out, std::uint64_t q, int precision, std::uint64_t scale) {
+    std::uint64_t frac = q % scale;
+    out = write_u64(out, q / scale);
+    *out++ = '.';
+    char* end = out + precision;
+    for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
+    return end;
+}
+
+template <int PRECISION> inline char* write_point_digits(char* out, std::uint64_t q) {
+    return write_point_digits(out, q, PRECISION, POW10[PRECISION]);
+}
+
 // Largest precision the exact integer path handles: 10^19 still fits in 64
 // bits, so a 53-bit mantissa times 10^precision fits in 117 bits.
 constexpr int EXACT_PRECISION_MAX = 19;
@@ -130,13 +146,16 @@ char* fixed_exact(char* out, double value, int precision) {
         // The usual case: the digits go straight into place, the integer part
         // by to_chars and the decimals from the last one backwards.
         auto q64 = static_cast<std::uint64_t>(q);
-        if (precision == 0) return write_u64(out, q64);
-        std::uint64_t frac = q64 % POW10[precision];
-        out = write_u64(out, q64 / POW10[precision]);
-        *out++ = '.';
-        char* end = out + precision;
-        for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
-        return end;
+        switch (precision) {
+        case 0: return write_u64(out, q64);
+        // The usual precisions get a constant divisor, which the compiler
+        // turns into a multiplication; a 64-bit division costs far more.
+        case 2: return write_point_digits<2>(out, q64);
+        case 3: return write_point_digits<3>(out, q64);
+        case 4: return write_point_digits<4>(out, q64);
+        case 6: return write_point_digits<6>(out, q64);
+        default: return write_point_digits(out, q64, precision, POW10[precision]);
+        }
     }
     char digits[UINT128_DIGITS_MAX];
     char* end = write_uint128(digits, q);
