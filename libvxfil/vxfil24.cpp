@@ -169,24 +169,24 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     const uint64_t per_channel = n_values / n_channels;
     const uint64_t left_over = n_values % n_channels;
 
-    m_time.reserve(per_channel);
-    for (size_t k = 0; k < n_channels; ++k)
-        m_data[k].reserve(per_channel + (k < left_over ? 1 : 0));
-
+    // Every sequence is sized once and filled by index: no per-sample
+    // capacity checks, and loops the compiler can unroll.
+    m_time.resize(per_channel);
     const double t0 = m_header.time();
     const double f = c.m_sample_freq_hz;
+    double *times = m_time.data();
     for (uint64_t i = 0; i < per_channel; ++i)
-        m_time.push_back(static_cast<double>(i) / f + t0);
+        times[i] = static_cast<double>(i) / f + t0;
 
     const unsigned char *values = bytes + pos;
+    const uint64_t stride = n_channels * value_size;
     for (size_t k = 0; k < n_channels; ++k) {
         data_channel_type &d = m_data[k];
-        const uint64_t count = per_channel + (k < left_over ? 1 : 0);
-        if (count == 0) continue;
+        d.resize(per_channel + (k < left_over ? 1 : 0));
         const unsigned char *first = values + k * value_size;
-        const uint64_t stride = n_channels * value_size;
-        for (uint64_t i = 0; i < count; ++i)
-            d.push_back(static_cast<int32_t>(le32(first + i * stride)));
+        int32_t *out = d.data();
+        for (uint64_t i = 0; i < d.size(); ++i)
+            out[i] = static_cast<int32_t>(le32(first + i * stride));
     }
 }
 

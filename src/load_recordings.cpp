@@ -109,13 +109,23 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
         std::cerr << times.size() << " & " << time_array.size() << "\n";
         check_channels(*rec, path);
 
-        make_room(time_array, times.size());
-        time_array.insert(time_array.end(), times.begin(), times.end());
+        // The recording's own vectors are given up as soon as they are copied,
+        // so that at no time two full copies of the samples are alive. A first
+        // file larger than the reserved room hands over its time axis whole.
+        if (time_array.empty() && times.size() > time_array.capacity()) {
+            time_array.swap(rec->m_time);
+        } else {
+            make_room(time_array, times.size());
+            time_array.insert(time_array.end(), times.begin(), times.end());
+        }
+        std::vector<double>().swap(rec->m_time);
         for (const VxFil::vx_channel& ch : rec->m_channels) {
-            const VxFil::data_channel_type& raw = rec->get_data(ch.m_channel);
+            VxFil::data_channel_type& raw = rec->m_data.at(ch.m_channel);
             series_t& out = data[ch.m_channel];
             make_room(out, raw.size());
-            for (int32_t v : raw) out.push_back(static_cast<double>(v));
+            out.insert(out.end(), raw.begin(), raw.end()); // each count becomes a double
+            // check_channels made the numbers distinct: no later record reads this one.
+            VxFil::data_channel_type().swap(raw);
         }
     }
     samples = static_cast<long>(time_array.size());

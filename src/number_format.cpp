@@ -31,6 +31,54 @@ constexpr std::uint64_t POW10[20] = {1ull,
                                      1000000000000000000ull,
                                      10000000000000000000ull};
 
+// "00" to "99": two digits per step when printing an integer.
+constexpr char DIGIT_PAIRS[201] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+                                  "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+                                  "8081828384858687888990919293949596979899";
+
+// Number of decimal digits of v (1 for 0): log10 estimated from the bit
+// length (1233 / 4096 is just above log10 2), then corrected by one table look-up.
+inline int decimal_digits(std::uint64_t v) {
+    const std::uint64_t w = v | 1;
+    const int t = (std::bit_width(w) * 1233) >> 12;
+    return t + (w >= POW10[t] ? 1 : 0);
+}
+
+// The decimal digits of v, written in place from the last pair backwards.
+// The same bytes as to_chars, without its call and its second pass.
+inline char* write_u64(char* out, std::uint64_t v) {
+    char* const end = out + decimal_digits(v);
+    char* p = end;
+    while (v >= 100) {
+        const auto pair = static_cast<unsigned>(v % 100);
+        v /= 100;
+        p -= 2;
+        std::memcpy(p, DIGIT_PAIRS + 2 * pair, 2);
+    }
+    if (v >= 10) {
+        std::memcpy(p - 2, DIGIT_PAIRS + 2 * v, 2);
+    } else {
+        p[-1] = static_cast<char>('0' + v);
+    }
+    return end;
+}
+
+// q as a fixed number with `precision` decimals (q = value * 10^precision,
+// `scale` = 10^precision): the integer part, the point, then the decimals
+// written from the last one backwards with their leading zeros.
+inline char* write_point_digits(char* out, std::uint64_t q, int precision, std::uint64_t scale) {
+    std::uint64_t frac = q % scale;
+    out = write_u64(out, q / scale);
+    *out++ = '.';
+    char* end = out + precision;
+    for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
+    return end;
+}
+
+template <int PRECISION> inline char* write_point_digits(char* out, std::uint64_t q) {
+    return write_point_digits(out, q, PRECISION, POW10[PRECISION]);
+}
+
 // Largest precision the exact integer path handles: 10^19 still fits in 64
 // bits, so a 53-bit mantissa times 10^precision fits in 117 bits.
 constexpr int EXACT_PRECISION_MAX = 19;
@@ -40,7 +88,7 @@ constexpr int UINT128_DIGITS_MAX = 40;
 
 // Writes the decimal digits of `q` (no leading zeros, "0" for 0).
 char* write_uint128(char* out, uint128 q) {
-    if (q <= UINT64_MAX) return std::to_chars(out, out + UINT128_DIGITS_MAX, static_cast<std::uint64_t>(q)).ptr;
+    if (q <= UINT64_MAX) return write_u64(out, static_cast<std::uint64_t>(q));
     // q < 2^64 * 10^19 (see fixed_exact), so the high part fits in 64 bits.
     std::uint64_t high = static_cast<std::uint64_t>(q / POW10[19]);
     std::uint64_t low = static_cast<std::uint64_t>(q % POW10[19]);
@@ -94,6 +142,21 @@ char* fixed_exact(char* out, double value, int precision) {
         }
     }
     if ((bits >> 63) != 0) *out++ = '-';
+    if (q <= UINT64_MAX) {
+        // The usual case: the digits go straight into place, the integer part
+        // by to_chars and the decimals from the last one backwards.
+        auto q64 = static_cast<std::uint64_t>(q);
+        switch (precision) {
+        case 0: return write_u64(out, q64);
+        // The usual precisions get a constant divisor, which the compiler
+        // turns into a multiplication; a 64-bit division costs far more.
+        case 2: return write_point_digits<2>(out, q64);
+        case 3: return write_point_digits<3>(out, q64);
+        case 4: return write_point_digits<4>(out, q64);
+        case 6: return write_point_digits<6>(out, q64);
+        default: return write_point_digits(out, q64, precision, POW10[precision]);
+        }
+    }
     char digits[UINT128_DIGITS_MAX];
     char* end = write_uint128(digits, q);
     int n = static_cast<int>(end - digits);
@@ -151,7 +214,7 @@ char* format_g(char* out, double value) {
         auto whole = static_cast<std::uint32_t>(magnitude);
         if (static_cast<double>(whole) == magnitude) {
             if (std::signbit(value)) *out++ = '-';
-            return std::to_chars(out, out + SHORT_TEXT_MAX, whole).ptr;
+            return write_u64(out, whole);
         }
     }
     return std::to_chars(out, out + SHORT_TEXT_MAX, value, std::chars_format::general, 6).ptr;
@@ -160,6 +223,18 @@ char* format_g(char* out, double value) {
 char* format_ld(char* out, long value) { return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr; }
 
 char* format_trimmed(char* out, double value) {
+    // Whole numbers, the common case of raw counts: "%lf" prints their digits
+    // and ".000000", and the trim takes the decimals away again. Below 2^53
+    // every whole double converts to a 64-bit integer exactly. Negative zero
+    // keeps its sign ("-0"); NaN fails the comparison and takes the general path.
+    const double magnitude = std::fabs(value);
+    if (magnitude < 9007199254740992.0) {
+        const auto whole = static_cast<std::uint64_t>(magnitude);
+        if (static_cast<double>(whole) == magnitude) {
+            if (std::signbit(value)) *out++ = '-';
+            return write_u64(out, whole);
+        }
+    }
     char* end = format_fixed(out, value, 6);
     while (end > out && end[-1] == '0') --end;
     if (end > out && end[-1] == '.') --end;

@@ -1,0 +1,354 @@
+// brantel-bench: times the converter on realistic amounts of data.
+//
+// It writes its inputs with brantel-fixture into a fresh temporary directory:
+// a one-day and a seven-day three-channel 20 Hz vx24 recording, one day of 48
+// half-hour binary !S512 files at 18 Hz in an archive tree, and a one-day TM4
+// file. It then runs brantel on them in every layout, each case several times
+// with the outputs deleted in between, and prints the median wall time,
+// throughput and peak resident memory (from wait4's resource usage of the
+// child) of each case. The default four-column conversion of the one-day
+// recording is set against a plain fprintf implementation (whose output must
+// be byte-identical), against writing the same output bytes from memory with
+// write(2), and against cp of the output file.
+//
+// One "sample" below is one instant of all channels (one output row of the
+// four-column layout); MB are 10^6 bytes.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct tools {
+    std::string brantel;
+    std::string fixture;
+    std::string baseline;
+    std::string floor;
+};
+
+struct measurement {
+    double wall = 0;   // seconds
+    long rss_kb = 0;   // peak resident set of the child
+};
+
+[[noreturn]] void die(const std::string& what) {
+    std::fprintf(stderr, "brantel-bench: %s\n", what.c_str());
+    std::exit(1);
+}
+
+// Writes out what earlier steps left dirty in the page cache. Without it the
+// kernel's background writeback of the previous run's output (or of the
+// generated inputs) competes with the next measured command and slows its
+// writes by up to ten times, whichever command it happens to be.
+void settle(const fs::path& dir) {
+    int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+    if (fd < 0) return;
+    ::syncfs(fd);
+    ::close(fd);
+}
+
+// Runs argv in cwd with standard output and error going to files; returns the
+// exit status and fills in the wall time and the peak resident memory. The
+// file system is settled first, untimed.
+int run(const std::vector<std::string>& argv, const fs::path& cwd, const fs::path& out, const fs::path& err,
+        measurement& m) {
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    std::fflush(nullptr);
+    settle(cwd);
+    const auto begin = std::chrono::steady_clock::now();
+    pid_t pid = ::fork();
+    if (pid < 0) die("fork failed");
+    if (pid == 0) {
+        int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int e = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (o < 0 || e < 0 || ::chdir(cwd.c_str()) != 0) ::_exit(126);
+        ::dup2(o, 1);
+        ::dup2(e, 2);
+        ::execvp(args[0], args.data());
+        ::_exit(127);
+    }
+    int status = 0;
+    struct rusage ru {};
+    if (::wait4(pid, &status, 0, &ru) != pid) die("wait4 failed");
+    const auto end = std::chrono::steady_clock::now();
+    m.wall = std::chrono::duration<double>(end - begin).count();
+    m.rss_kb = ru.ru_maxrss;
+    if (WIFEXITED(status)) return WEXITSTATUS(status);
+    return 128 + (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
+}
+
+std::string read_text(const fs::path& p) {
+    std::ifstream in(p);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// Runs a helper command that must succeed; returns its measurement.
+measurement run_checked(const std::vector<std::string>& argv, const fs::path& work) {
+    measurement m;
+    const fs::path out = work / "helper.out", err = work / "helper.err";
+    if (int status = run(argv, work, out, err, m); status != 0) {
+        std::string line;
+        for (const std::string& a : argv) line += a + " ";
+        die("command failed with status " + std::to_string(status) + ": " + line + "\n" + read_text(err));
+    }
+    return m;
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
+std::set<fs::path> files_below(const fs::path& dir) {
+    std::set<fs::path> files;
+    for (const auto& e : fs::recursive_directory_iterator(dir))
+        if (e.is_regular_file()) files.insert(e.path());
+    return files;
+}
+
+struct bench_case {
+    std::string label;
+    std::vector<std::string> args; // after the program name
+    long long samples;             // instants of the input
+    bool reference = false;        // interleave the fprintf baseline, write(2) floor and cp
+    bool floor = false;            // interleave the write(2) floor and cp only
+};
+
+struct case_result {
+    double wall = 0;
+    double rss_kb = 0;
+    long long out_bytes = 0;
+    double baseline = 0, floor = 0, cp = 0; // medians of the interleaved reference runs
+    double best = 0, best_floor = 0;        // fastest runs, less disturbed by other load
+    bool identical = false;
+};
+
+class bench {
+  public:
+    bench(tools t, fs::path root) : m_tools(std::move(t)), m_root(std::move(root)) {
+        m_in = m_root / "in";
+        m_work = m_root / "work";
+        m_cmp = m_root / "cmp";
+        for (const fs::path& d : {m_in, m_work, m_cmp}) fs::create_directories(d);
+    }
+
+    const fs::path& in() const { return m_in; }
+
+    void fixture(std::vector<std::string> words) {
+        words.insert(words.begin(), m_tools.fixture);
+        run_checked(words, m_work);
+    }
+
+    void freeze_inputs() { m_inputs = files_below(m_in); }
+
+    case_result measure(const bench_case& c, int runs) {
+        std::vector<std::string> argv{m_tools.brantel};
+        argv.insert(argv.end(), c.args.begin(), c.args.end());
+        std::vector<double> walls, rss, baselines, floors, cps;
+        case_result r;
+        r.identical = true;
+        for (int i = 0; i < runs; ++i) {
+            measurement m;
+            const int status = run(argv, m_work, m_work / "stdout", m_work / "stderr", m);
+            if (status != 0)
+                die("brantel " + c.label + " ended with status " + std::to_string(status) + "\n" +
+                    read_text(m_work / "stderr"));
+            walls.push_back(m.wall);
+            rss.push_back(static_cast<double>(m.rss_kb));
+            std::vector<fs::path> outputs;
+            long long bytes = 0;
+            for (const fs::path& p : files_below(m_in))
+                if (!m_inputs.count(p)) {
+                    outputs.push_back(p);
+                    bytes += static_cast<long long>(fs::file_size(p));
+                }
+            r.out_bytes = bytes;
+            if ((c.reference || c.floor) && outputs.size() == 1) {
+                const fs::path& produced = outputs.front();
+                if (c.reference) {
+                    const fs::path base = m_cmp / "baseline.out";
+                    baselines.push_back(
+                        run_checked({m_tools.baseline, c.args.back(), base.string()}, m_work).wall);
+                    measurement same;
+                    if (run({"cmp", "-s", base.string(), produced.string()}, m_work, m_work / "cmp.out",
+                            m_work / "cmp.err", same) != 0)
+                        r.identical = false;
+                    fs::remove(base);
+                }
+                const fs::path dest = m_cmp / "floor.out";
+                run_checked({m_tools.floor, produced.string(), dest.string()}, m_work);
+                floors.push_back(std::strtod(read_text(m_work / "helper.out").c_str(), nullptr));
+                fs::remove(dest);
+                cps.push_back(run_checked({"cp", produced.string(), dest.string()}, m_work).wall);
+                fs::remove(dest);
+            }
+            for (const fs::path& p : outputs) fs::remove(p);
+            fs::remove(m_work / "logfile");
+        }
+        r.wall = median(walls);
+        r.best = *std::min_element(walls.begin(), walls.end());
+        if (!floors.empty()) r.best_floor = *std::min_element(floors.begin(), floors.end());
+        r.rss_kb = median(rss);
+        if (!baselines.empty()) r.baseline = median(baselines);
+        if (!floors.empty()) r.floor = median(floors);
+        if (!cps.empty()) r.cp = median(cps);
+        return r;
+    }
+
+  private:
+    tools m_tools;
+    fs::path m_root, m_in, m_work, m_cmp;
+    std::set<fs::path> m_inputs;
+};
+
+void usage() {
+    std::fprintf(stderr,
+                 "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
+                 "                     [--runs N] [--week-runs N] [--keep]\n");
+    std::exit(2);
+}
+
+const char* verdict(bool met) { return met ? "met" : "MISSED"; }
+
+} // namespace
+
+int main(int argc, char** argv) {
+    tools t;
+    int runs = 5, week_runs = 3;
+    bool keep = false;
+    for (int i = 1; i < argc; ++i) {
+        std::string a = argv[i];
+        auto value = [&]() -> std::string {
+            if (i + 1 >= argc) usage();
+            return argv[++i];
+        };
+        if (a == "--brantel") t.brantel = fs::absolute(value());
+        else if (a == "--fixture") t.fixture = fs::absolute(value());
+        else if (a == "--baseline") t.baseline = fs::absolute(value());
+        else if (a == "--floor") t.floor = fs::absolute(value());
+        else if (a == "--runs") runs = std::atoi(value().c_str());
+        else if (a == "--week-runs") week_runs = std::atoi(value().c_str());
+        else if (a == "--keep") keep = true;
+        else usage();
+    }
+    if (t.brantel.empty() || t.fixture.empty() || t.baseline.empty() || t.floor.empty() || runs < 1 ||
+        week_runs < 1)
+        usage();
+
+    const char* tmp = std::getenv("TMPDIR");
+    std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/brantel-bench.XXXXXX";
+    if (::mkdtemp(pattern.data()) == nullptr) die("cannot make a temporary directory");
+    const fs::path root = pattern;
+
+    bench b(t, root);
+    const fs::path in = b.in();
+    const auto gen_begin = std::chrono::steady_clock::now();
+    const std::string day = (in / "day.vx24").string();
+    const std::string week = (in / "week.vx24").string();
+    const std::string tm4 = (in / "daytm4.tm4").string();
+    b.fixture({"vx24", "out=" + day, "duration=86400", "wave=sine", "amp=3000", "noise=20"});
+    b.fixture({"vx24", "out=" + week, "duration=604800", "wave=sine", "amp=3000", "noise=20"});
+    b.fixture({"tm4", "out=" + tm4, "duration=86400", "wave=sine", "amp=3000", "noise=20"});
+    // One day of half-hour files in the archive tree year/month/day, named
+    // station letter, last digit of the year, month, day, half-hour index.
+    // 63 blocks of 512 samples at 18 Hz: 1792 s of every half hour.
+    std::vector<std::string> halves;
+    for (int h = 0; h < 48; ++h) {
+        char name[64], clock[16];
+        std::snprintf(name, sizeof name, "2016/05/20160504/e60504%02d.dat", h);
+        std::snprintf(clock, sizeof clock, "%02d:%02d:00", h / 2, h % 2 * 30);
+        halves.push_back((in / name).string());
+        b.fixture({"vx16bin", "out=" + halves.back(), "kind=S512", "freq=18", "gain=2", "station=e",
+                   "date=2016-05-04", std::string("time=") + clock, "blocks=63", "start=" + std::to_string(h * 1800),
+                   "pattern=sine", "amp=3000"});
+    }
+    b.freeze_inputs();
+    const double gen_seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - gen_begin).count();
+
+    const long long day_n = 86400LL * 20, week_n = 7 * day_n, halves_n = 48LL * 63 * 512;
+    std::vector<bench_case> cases = {
+        {"vx24 day, four columns", {day}, day_n, true},
+        {"vx24 day, -1", {"-1", day}, day_n},
+        {"vx24 day, -2", {"-2", day}, day_n},
+        {"vx24 day, --average", {"--average", day}, day_n},
+        {"vx24 day, --amplitude", {"--amplitude", day}, day_n},
+        {"vx24 day, --vxdat", {"--vxdat", day}, day_n},
+        {"vx24 day, --slist", {"--slist", day}, day_n},
+        {"vx24 day, --tspair", {"--tspair", day}, day_n},
+        {"vx24 day, -o -u 4 -f", {"-o", "-u", "4", "-f", day}, day_n},
+        {"48 half-hour vx16, -c", {}, halves_n},
+        {"TM4 day, -2", {"-2", tm4}, day_n},
+        {"vx24 week, four columns", {week}, week_n, false, true},
+    };
+    cases[9].args.push_back("-c");
+    cases[9].args.insert(cases[9].args.end(), halves.begin(), halves.end());
+
+    std::printf("brantel benchmark in %s (inputs generated in %.1f s)\n", root.c_str(), gen_seconds);
+    std::printf("median of %d runs (%d for the week); a sample is one instant of all channels; MB = 10^6 bytes\n\n",
+                runs, week_runs);
+    std::printf("%-26s %9s %8s %9s %8s %8s %8s %9s\n", "case", "samples", "wall s", "Msamp/s", "out MB", "MB/s",
+                "peak MB", "B/sample");
+    std::vector<case_result> results;
+    for (size_t i = 0; i < cases.size(); ++i) {
+        const bench_case& c = cases[i];
+        case_result r = b.measure(c, i + 1 == cases.size() ? week_runs : runs);
+        results.push_back(r);
+        std::printf("%-26s %9lld %8.3f %9.2f %8.1f %8.1f %8.1f %9.1f\n", c.label.c_str(), c.samples, r.wall,
+                    static_cast<double>(c.samples) / r.wall / 1e6, static_cast<double>(r.out_bytes) / 1e6,
+                    static_cast<double>(r.out_bytes) / 1e6 / r.wall, r.rss_kb * 1024 / 1e6,
+                    r.rss_kb * 1024 / static_cast<double>(c.samples));
+        std::fflush(stdout);
+    }
+
+    const case_result& d = results.front();
+    const case_result& w = results.back();
+    const double speedup = d.baseline / d.wall;
+    const double over_floor = d.wall / d.floor;
+    const double per_sample_ratio = (w.wall / static_cast<double>(week_n)) / (d.wall / static_cast<double>(day_n));
+    const double week_bytes = w.rss_kb * 1024 / static_cast<double>(week_n);
+    std::printf("\nreference points, interleaved with the runs of the four-column conversions:\n");
+    std::printf("  day:  fprintf baseline %.3f s (output identical to brantel's, by cmp: %s), "
+                "write(2) floor %.3f s, cp %.3f s\n",
+                d.baseline, d.identical ? "yes" : "NO", d.floor, d.cp);
+    std::printf("  week: write(2) floor %.3f s, cp %.3f s\n", w.floor, w.cp);
+    std::printf("  fastest runs (less disturbed by other load on the machine): day brantel %.3f s, "
+                "floor %.3f s (x%.1f); week brantel %.3f s, floor %.3f s (x%.1f)\n",
+                d.best, d.best_floor, d.best / d.best_floor, w.best, w.best_floor, w.best / w.best_floor);
+    std::printf("\nratios:\n");
+    std::printf("  fprintf baseline / brantel, day          %6.2f  (target >= 8)     %s\n", speedup,
+                verdict(speedup >= 8));
+    std::printf("  brantel / write(2) floor, day            %6.2f  (target <= 4)     %s\n", over_floor,
+                verdict(over_floor <= 4));
+    std::printf("  brantel / cp, day                        %6.2f\n", d.wall / d.cp);
+    std::printf("  brantel / write(2) floor, week           %6.2f\n", w.wall / w.floor);
+    std::printf("  time per sample, week / day              %6.2f  (target <= 1.15)  %s\n", per_sample_ratio,
+                verdict(per_sample_ratio <= 1.15));
+    std::printf("  peak bytes per sample, week              %6.1f  (target <= 60)    %s\n", week_bytes,
+                verdict(week_bytes <= 60));
+
+    if (keep)
+        std::printf("\ninputs kept in %s\n", root.c_str());
+    else
+        fs::remove_all(root);
+    return d.identical ? 0 : 1;
+}
