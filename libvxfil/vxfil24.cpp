@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "le_bytes.h"
+#include "vxfil/huge_pages.h"
 #include "vxfil/fatal.h"
 
 namespace VxFil {
@@ -45,6 +46,7 @@ std::vector<unsigned char> read_whole_file(const char *filename) {
     if (std::fseek(f.get(), 0, SEEK_END) == 0) {
         long end = std::ftell(f.get());
         if (end > 0 && std::fseek(f.get(), 0, SEEK_SET) == 0) {
+            reserve_huge(bytes, static_cast<size_t>(end));
             bytes.resize(static_cast<size_t>(end));
             bytes.resize(std::fread(bytes.data(), 1, bytes.size(), f.get()));
             // A file that grew while being read is taken as it was measured.
@@ -171,6 +173,7 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
 
     // Every sequence is sized once and filled by index: no per-sample
     // capacity checks, and loops the compiler can unroll.
+    reserve_huge(m_time, per_channel);
     m_time.resize(per_channel);
     const double t0 = m_header.time();
     const double f = c.m_sample_freq_hz;
@@ -182,6 +185,7 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     const uint64_t stride = n_channels * value_size;
     for (size_t k = 0; k < n_channels; ++k) {
         data_channel_type &d = m_data[k];
+        reserve_huge(d, per_channel + (k < left_over ? 1 : 0));
         d.resize(per_channel + (k < left_over ? 1 : 0));
         const unsigned char *first = values + k * value_size;
         int32_t *out = d.data();

@@ -14,6 +14,7 @@
 
 #include "run_state.h"
 #include "series.h"
+#include "vxfil/huge_pages.h"
 #include "vxfil/vxdetect.h"
 
 namespace {
@@ -67,7 +68,7 @@ void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path)
 // files appended one after another do not copy the series again and again.
 void make_room(std::vector<double>& v, size_t n) {
     size_t need = v.size() + n;
-    if (need > v.capacity()) v.reserve(std::max(need, v.capacity() + v.capacity() / 2));
+    if (need > v.capacity()) VxFil::reserve_huge(v, std::max(need, v.capacity() + v.capacity() / 2));
 }
 
 void remember_input(const std::filesystem::path& path, run_state& st) {
@@ -78,7 +79,7 @@ void remember_input(const std::filesystem::path& path, run_state& st) {
 } // namespace
 
 void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st) {
-    time_array.reserve(MAXSIZE);
+    VxFil::reserve_huge(time_array, MAXSIZE);
     for (const std::filesystem::path& path : names) {
         std::unique_ptr<VxFil::Vxfil_Base> rec(VxFil::vxdetect(path.c_str(), 0.0));
         if (!rec) refuse("Can't open " + path.string() + "\n");
@@ -99,7 +100,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
                       << " seconds\n";
             if (data.size() < num_channels) data.resize(num_channels);
             for (series_t& s : data)
-                if (s.capacity() < static_cast<size_t>(MAXSIZE)) s.reserve(MAXSIZE);
+                if (s.capacity() < static_cast<size_t>(MAXSIZE)) VxFil::reserve_huge(s, MAXSIZE);
         } else {
             if (num_channels > data.size())
                 refuse("Error: " + quoted(path) + " has " + std::to_string(num_channels) +

@@ -114,7 +114,10 @@ char* write_non_finite(char* out, double value) {
 // integer (ties to even, as printf rounds the exact binary value) gives all
 // printed digits at once. Returns null when the digits would not fit the
 // 128-bit arithmetic (values of 2^64 and above).
-char* fixed_exact(char* out, double value, int precision) {
+// The value times 10^precision, rounded to an integer (ties to even, as
+// printf rounds the exact binary value). False when it would not fit the
+// 128-bit arithmetic (values of 2^64 and above).
+bool scaled_exact(double value, int precision, uint128& q) {
     std::uint64_t bits = std::bit_cast<std::uint64_t>(value);
     int biased = static_cast<int>((bits >> 52) & 0x7ff);
     std::uint64_t m = bits & ((std::uint64_t{1} << 52) - 1);
@@ -125,9 +128,8 @@ char* fixed_exact(char* out, double value, int precision) {
         m |= std::uint64_t{1} << 52;
         e = biased - 1075;
     }
-    uint128 q; // the value times 10^precision, rounded
     if (e >= 0) {
-        if (e > 11) return nullptr; // m << e would not fit in 64 bits
+        if (e > 11) return false; // m << e would not fit in 64 bits
         q = static_cast<uint128>(m << e) * POW10[precision];
     } else {
         uint128 prod = static_cast<uint128>(m) * POW10[precision]; // < 2^117
@@ -141,7 +143,16 @@ char* fixed_exact(char* out, double value, int precision) {
             if (rem > half || (rem == half && (q & 1) != 0)) ++q;
         }
     }
-    if ((bits >> 63) != 0) *out++ = '-';
+    return true;
+}
+
+// Fixed notation of a finite value with 0..19 decimals by exact integer
+// arithmetic: the value is m * 2^e, and m * 10^precision * 2^e rounded gives
+// all printed digits at once. Returns null when scaled_exact cannot.
+char* fixed_exact(char* out, double value, int precision) {
+    uint128 q;
+    if (!scaled_exact(value, precision, q)) return nullptr;
+    if (std::signbit(value)) *out++ = '-';
     if (q <= UINT64_MAX) {
         // The usual case: the digits go straight into place, the integer part
         // by to_chars and the decimals from the last one backwards.
@@ -246,4 +257,32 @@ int fput_double(double number, FILE* f) {
     char* end = format_trimmed(buf, number);
     *end = '\0';
     return std::fputs(buf, f);
+}
+
+char* FixedColumn::format(char* out, double value) {
+    uint128 q;
+    if (m_precision > EXACT_PRECISION_MAX || !std::isfinite(value) || !scaled_exact(value, m_precision, q) ||
+        q > UINT64_MAX)
+        return format_fixed(out, value, m_precision);
+    const std::uint64_t scale = POW10[m_precision];
+    const auto q64 = static_cast<std::uint64_t>(q);
+    const std::uint64_t whole = q64 / scale;
+    const bool negative = std::signbit(value);
+    if (!m_valid || whole != m_whole || negative != m_negative) {
+        char* p = m_digits;
+        if (negative) *p++ = '-';
+        p = write_u64(p, whole);
+        m_length = static_cast<std::size_t>(p - m_digits);
+        m_whole = whole;
+        m_negative = negative;
+        m_valid = true;
+    }
+    std::memcpy(out, m_digits, m_length);
+    out += m_length;
+    if (m_precision == 0) return out;
+    *out++ = '.';
+    std::uint64_t frac = q64 - whole * scale;
+    char* end = out + m_precision;
+    for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
+    return end;
 }

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 
 // Room for any double in "%f", "%.0f", "%12.0f" or the trimmed form: a sign,
@@ -42,3 +43,22 @@ char* format_trimmed(char* out, double value);
 
 // Writes the trimmed form of `number` to `f`; returns what fputs returns.
 int fput_double(double number, FILE* f);
+
+// "%-.*f" for a column whose values keep their whole part for many rows in a
+// row (a time column): the digits of the whole part are kept and reused
+// while it stays the same, so that most rows only print their decimals. The
+// text is always exactly format_fixed's.
+class FixedColumn {
+  public:
+    explicit FixedColumn(int precision) : m_precision(precision < 0 ? 6 : precision) {}
+    char* format(char* out, double value);
+    int precision() const { return m_precision; }
+
+  private:
+    int m_precision;
+    std::uint64_t m_whole = 0;
+    bool m_valid = false;
+    bool m_negative = false;
+    char m_digits[24] = {};
+    std::size_t m_length = 0;
+};

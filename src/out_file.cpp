@@ -64,6 +64,9 @@ char* OutFile::reserve(std::size_t n) {
 void OutFile::put_fixed(double value, int precision) {
     commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
 }
+void OutFile::put_fixed(FixedColumn& column, double value) {
+    commit(column.format(reserve(fixed_text_max(column.precision())), value));
+}
 void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
 void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
 void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }

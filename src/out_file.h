@@ -15,6 +15,8 @@
 #include <memory>
 #include <string_view>
 
+#include "number_format.h"
+
 class OutFile {
 public:
     // Opens `path` for writing, truncating it.
@@ -33,6 +35,7 @@ public:
 
     // Numbers in the conversions of number_format.h.
     void put_fixed(double value, int precision); // "%-.*f"
+    void put_fixed(FixedColumn& column, double value); // "%-.*f" with the column's precision
     void put_f(double value);                    // "%f"
     void put_f0(double value);                   // "%.0f"
     void put_f12_0(double value);                // "%12.0f"

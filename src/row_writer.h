@@ -13,7 +13,8 @@
 #include "writer_window.h"
 
 // head(out) writes what comes between the comment and the rows;
-// row(out, i, stm, dec, row_number) writes row i with the printed time stm.
+// row(out, i, stm, column, row_number) writes row i with the printed time
+// stm, through `column`, the time column's "%-.*f" with the window's decimals.
 // Returns the time after the last row.
 template <class Head, class Row>
 double write_window_rows(const std::filesystem::path& s, const series_t& time, long start_i, long size,
@@ -21,7 +22,7 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
     OutFile out(s);
     stm = first_time(stm, time, start_i);
     const long end = start_i + size;
-    const int dec = window_decimals(time, end);
+    FixedColumn column(window_decimals(time, end));
     const double tdiff = 1 / freq;
     if (comment != nullptr) {
         out.put(comment);
@@ -32,7 +33,7 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
     for (long i = start_i; i < end; ++i) {
         const auto k = static_cast<std::size_t>(i);
         const long row_number = i - start_i + 1;
-        row(out, k, stm, dec, row_number);
+        row(out, k, stm, column, row_number);
         const double t = time[k];
         if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, row_number, t, prev_time);
         stm += tdiff;

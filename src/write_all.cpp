@@ -9,8 +9,8 @@ double write_all(const std::filesystem::path& s, const series_t& time, const std
     check_window("write_all", time, start_i, size);
     check_window("write_all", data, start_i, size);
     return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t k, double t, int dec, long) {
-                                 out.put_fixed(t, dec);
+                             [&](OutFile& out, std::size_t k, double t, FixedColumn& column, long) {
+                                 out.put_fixed(column, t);
                                  for (const series_t& channel : data) {
                                      out.put(' ');
                                      out.put_trimmed(channel[k]);

@@ -9,12 +9,12 @@ double write_amplitude(const std::filesystem::path& s, const series_t& time, con
     check_window("write_amplitude", time, start_i, size);
     check_window("write_amplitude", data, start_i, size);
     return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t k, double t, int dec, long) {
+                             [&](OutFile& out, std::size_t k, double t, FixedColumn& column, long) {
                                  // The plain sum, starting from +0, in channel order: not a
                                  // mean and not a root of squares.
                                  double sum = 0;
                                  for (const series_t& channel : data) sum += channel[k];
-                                 out.put_fixed(t, dec);
+                                 out.put_fixed(column, t);
                                  out.put(' ');
                                  out.put_trimmed(sum);
                                  out.put('\n');

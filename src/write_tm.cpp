@@ -25,7 +25,7 @@ double write_tm(const std::filesystem::path& s, const series_t& values, const se
             out.put('\n');
         }
     };
-    auto row = [&](OutFile& out, std::size_t k, double t, int dec, long row_number) {
+    auto row = [&](OutFile& out, std::size_t k, double t, FixedColumn& column, long row_number) {
         const double value = values[k];
         switch (type) {
         case OT_ONECOLUMN:
@@ -34,7 +34,7 @@ double write_tm(const std::filesystem::path& s, const series_t& values, const se
             break;
         case OT_TWOCOLUMNS:
         case OT_AVERAGE:
-            out.put_fixed(t, dec);
+            out.put_fixed(column, t);
             out.put(' ');
             out.put_g(value);
             out.put('\n');
@@ -66,8 +66,8 @@ double write_time(const std::filesystem::path& s, const series_t& time, long sta
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     check_window("write_time", time, start_i, size);
     return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t, double t, int dec, long) {
-                                 out.put_fixed(t, dec);
+                             [&](OutFile& out, std::size_t, double t, FixedColumn& column, long) {
+                                 out.put_fixed(column, t);
                                  out.put('\n');
                              });
 }

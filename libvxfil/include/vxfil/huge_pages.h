@@ -1,0 +1,22 @@
+// Large sample sequences are filled once, front to back. Asking the kernel
+// for huge pages on them before they are first touched turns hundreds of
+// thousands of small page faults into a few hundred large ones.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+namespace VxFil {
+
+// Advises huge pages for the whole 2 MiB pages inside [p, p + bytes); does
+// nothing for smaller ranges or where the system does not offer them.
+void advise_huge_pages(const void* p, std::size_t bytes);
+
+// Reserves room for n elements in v and advises huge pages on it, before
+// anything is written there.
+template <class T> void reserve_huge(std::vector<T>& v, std::size_t n) {
+    v.reserve(n);
+    advise_huge_pages(v.data() + v.size(), (v.capacity() - v.size()) * sizeof(T));
+}
+
+} // namespace VxFil
