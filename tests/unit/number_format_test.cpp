@@ -317,3 +317,32 @@ TEST(NumberFormat, LongEdgeAndRandom) {
         ASSERT_EQ(mine_ld(v), ref("%ld", v));
     }
 }
+
+// The time column reuses the digits of its whole part from row to row; every
+// row must still read exactly as "%-.*f" prints it, also when the whole part
+// or the sign changes between rows, and for the values it hands elsewhere.
+TEST(NumberFormat, FixedColumnMatchesSnprintfRowByRow) {
+    std::mt19937_64 rng(77);
+    std::uniform_real_distribution<double> step(0.0, 0.2);
+    for (int precision : {-1, 0, 1, 2, 3, 4, 6, 9, 19, 20, 25}) {
+        FixedColumn column(precision);
+        double t = -3.0 - step(rng);
+        for (int i = 0; i < 20000; ++i) {
+            char buf[2048];
+            char* end = column.format(buf, t);
+            ASSERT_EQ(std::string(buf, end), ref("%-.*f", precision, t)) << "precision " << precision;
+            t += step(rng);
+        }
+        for (double v : edge_values()) {
+            char buf[2048];
+            char* end = column.format(buf, v);
+            ASSERT_EQ(std::string(buf, end), ref("%-.*f", precision, v)) << "precision " << precision;
+        }
+    }
+    FixedColumn times(4);
+    for (double t = 1500000000.0; t < 1500000100.0; t += 1.0 / 20) {
+        char buf[64];
+        char* end = times.format(buf, t);
+        ASSERT_EQ(std::string(buf, end), ref("%-.*f", 4, t));
+    }
+}
