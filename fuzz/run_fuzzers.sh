@@ -4,7 +4,8 @@
 # Each target works in a fresh temporary directory, so the seeds in the
 # repository are never written. A crash, a sanitizer report, a hang beyond
 # 10 s or more than 2 GB of memory fails the run; the input that caused it is
-# kept under <build-dir>/fuzz-artifacts/.
+# kept under <build-dir>/fuzz-artifacts/. FUZZ_EXTRA adds libFuzzer options
+# (e.g. -runs=10000000).
 set -uo pipefail
 build=$(realpath "$1")
 seconds=$2
@@ -25,7 +26,7 @@ for t in "${targets[@]}"; do
   if [ -d "$root/fuzz/corpus/$name" ]; then cp -r "$root/fuzz/corpus/$name/." "$work/corpus/"; fi
   echo "== $t: ${seconds}s"
   (cd "$work" && TMPDIR="$work" "$build/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 \
-      -max_len=16384 -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$artifacts/$t-" "$work/corpus" \
+      -max_len=16384 ${FUZZ_EXTRA:-} -close_fd_mask=3 -print_final_stats=1 -artifact_prefix="$artifacts/$t-" "$work/corpus" \
       > "$work/log" 2>&1)
   rc=$?
   grep -E '^stat::number_of_executed_units|^stat::peak_rss_mb|^#[0-9]+.*DONE' "$work/log" | sed "s/^/   /"
