@@ -1,11 +1,16 @@
 # Thin wrapper over CMake. `make demo` and `make test` do all the set-up.
 BUILD ?= build
 ASAN_BUILD ?= build-asan
+FUZZ_BUILD ?= build-fuzz
+COVERAGE_BUILD ?= build-coverage
+FUZZ_SECONDS ?= 60
+FUZZ_CXX ?= clang++-14
+FUZZ_CC ?= clang-14
 JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized demo regen-golden install clean bench
+.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo regen-golden install clean bench
 
 all: build
 
@@ -26,6 +31,33 @@ test-sanitized: $(ASAN_BUILD)/CMakeCache.txt
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS)
+
+# libFuzzer targets (clang), one per reader, the probe, the comment grammars,
+# the file-name dates, argument lists and the whole conversion run; each runs
+# FUZZ_SECONDS on a copy of its seeds in fuzz/corpus/.
+$(FUZZ_BUILD)/CMakeCache.txt:
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRANTEL_FUZZ=ON -DBRANTEL_TESTS=OFF \
+		-DCMAKE_CXX_COMPILER=$(FUZZ_CXX) -DCMAKE_C_COMPILER=$(FUZZ_CC) $(CMAKE_FLAGS)
+
+fuzz-build: $(FUZZ_BUILD)/CMakeCache.txt
+	cmake --build $(FUZZ_BUILD) -j $(JOBS)
+
+fuzz: fuzz-build
+	bash fuzz/run_fuzzers.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+fuzz-long: fuzz-build
+	bash fuzz/run_fuzzers.sh $(FUZZ_BUILD) $(if $(filter 60,$(FUZZ_SECONDS)),1200,$(FUZZ_SECONDS))
+
+# Line coverage of the test suite per source directory (gcc --coverage, gcov).
+$(COVERAGE_BUILD)/CMakeCache.txt:
+	cmake -S . -B $(COVERAGE_BUILD) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS=--coverage \
+		-DCMAKE_C_FLAGS=--coverage -DCMAKE_EXE_LINKER_FLAGS=--coverage $(CMAKE_FLAGS)
+
+coverage: $(COVERAGE_BUILD)/CMakeCache.txt
+	cmake --build $(COVERAGE_BUILD) -j $(JOBS)
+	find $(COVERAGE_BUILD) -name '*.gcda' -delete
+	cd $(COVERAGE_BUILD) && ctest -j $(JOBS) > ctest.log 2>&1 || (tail -n 30 ctest.log; exit 1)
+	python3 tools/coverage_summary.py $(COVERAGE_BUILD) libvxfil src lib
 
 # Installs bin/brantel and share/man/man1/brantel.1 below $(PREFIX). DESTDIR,
 # from the environment or the make command line, stages the files below
@@ -55,4 +87,4 @@ regen-golden: build
 	BRANTEL_REGEN_GOLDEN=1 $(BUILD)/tests/e2e_tests
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD) $(COVERAGE_BUILD)

@@ -1,4 +1,5 @@
 #include "at_file.h"
+#include "process_exit.h"
 
 #include <sys/stat.h>
 
@@ -6,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,17 +23,25 @@ using sink_t = std::function<void(const char*)>;
 // Identity of an open argument file, to catch files that include themselves.
 using file_id = std::pair<dev_t, ino_t>;
 
+// Closes an argument file also when a refusal unwinds through the expansion
+// (tests and fuzzers turn the process end into an exception).
+struct file_closer {
+    void operator()(FILE* f) const { std::fclose(f); }
+};
+
 [[noreturn]] void refuse(const char* message, const char* name) {
     std::fflush(stdout);
     std::fprintf(stderr, "Error: %s: %s\n", message, name);
-    std::exit(1);
+    process_exit(1);
 }
 
 int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files) {
     if (arg[0] == '@' || arg[0] == '$') {
         const char* name = arg + 1;
-        if (FILE* f = std::fopen(name, "r")) {
+        if (std::unique_ptr<FILE, file_closer> file{std::fopen(name, "r")}) {
+            FILE* f = file.get();
             struct stat st {};
+            bool tracked = false;
             if (fstat(fileno(f), &st) == 0) {
                 file_id id{st.st_dev, st.st_ino};
                 for (const file_id& open : open_files)
@@ -39,6 +49,7 @@ int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files
                 if (static_cast<int>(open_files.size()) >= max_at_file_depth)
                     refuse("argument files nested too deeply", name);
                 open_files.push_back(id);
+                tracked = true;
             }
             int count = 0;
             char line[line_buffer_size];
@@ -46,8 +57,8 @@ int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files
                 if (char* nl = std::strchr(line, '\n')) *nl = '\0';
                 count += 1 + expand(line, sink, open_files);
             }
-            std::fclose(f);
-            open_files.pop_back();
+            file.reset();
+            if (tracked) open_files.pop_back();
             return count;
         }
         // A file that does not open is kept as an ordinary argument.

@@ -21,6 +21,7 @@
 #include "logfile.h"
 #include "settings.h"
 #include "start_time_option.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -94,7 +95,7 @@ const char* const help_lines[] = {
 [[noreturn]] void usage_and_exit(char* name, int status) {
     Usage(name);
     std::fflush(stdout);
-    std::exit(status);
+    process_exit(status);
 }
 
 // Prints an exception that escaped a conversion run and ends with status 1.
@@ -103,7 +104,7 @@ const char* const help_lines[] = {
     size_t n = std::strlen(text);
     std::fputs(text, stderr);
     if (n == 0 || text[n - 1] != '\n') std::fputc('\n', stderr);
-    std::exit(1);
+    process_exit(1);
 }
 
 void run_conversion(std::vector<std::filesystem::path>& names, int argc) {
@@ -163,7 +164,7 @@ void apply_option(int c, char* prog) {
         if (sec_decimals < 0) sec_decimals = -1;
         if (sec_decimals >= 21) {
             std::fputs("too many decimal\n", stderr);
-            std::exit(1);
+            process_exit(1);
         }
         break;
     case 's': {
@@ -216,7 +217,7 @@ int brantel_main(int argc, char** argv) {
 
     if (snippets >= 2 && snippet_length == 0) {
         ERR_PRINTF("Error: You need to supply the length of each snippet (-l #)\n");
-        std::exit(1);
+        process_exit(1);
     }
     if (debug)
         std::fprintf(stderr, "%s:%d:: debug: Globbing is %s\n", source_base_name(__FILE__), __LINE__,

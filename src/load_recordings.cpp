@@ -16,13 +16,14 @@
 #include "series.h"
 #include "vxfil/huge_pages.h"
 #include "vxfil/vxdetect.h"
+#include "process_exit.h"
 
 namespace {
 
 [[noreturn]] void refuse(const std::string& line) {
     std::fflush(stdout);
     std::fputs(line.c_str(), stderr);
-    std::exit(1);
+    process_exit(1);
 }
 
 std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }

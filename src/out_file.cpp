@@ -6,6 +6,7 @@
 #include <iostream>
 
 #include "number_format.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
     std::cout.flush();
     std::cerr.flush();
     std::fflush(nullptr);
-    std::exit(1);
+    process_exit(1);
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include "run_state.h"
 #include "series.h"
 #include "time_format.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -31,7 +32,7 @@ long whole_seconds(double t) {
     std::cerr << message << static_cast<const void*>(std::gmtime(&a)) << " > "
               << static_cast<const void*>(std::gmtime(&b)) << "\n";
     std::cerr.flush();
-    std::exit(1);
+    process_exit(1);
 }
 
 } // namespace

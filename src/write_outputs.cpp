@@ -14,6 +14,7 @@
 #include "series.h"
 #include "time_format.h"
 #include "writers.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ void check_series_length(const fs::path& first_input, long end) {
             std::fprintf(stderr,
                          "Error: channel %zu of \"%s\" holds %zu samples, fewer than the %ld of the time axis\n",
                          ch, first_input.c_str(), data[ch].size(), end);
-            std::exit(1);
+            process_exit(1);
         }
 }
 
@@ -76,7 +77,7 @@ void refuse_outputs_over_inputs(const std::vector<window_plan>& plan, const run_
                     std::fflush(stdout);
                     std::fprintf(stderr, "Error: output file \"%s\" is one of the input files\n",
                                  job.path.c_str());
-                    std::exit(1);
+                    process_exit(1);
                 }
         }
 }

@@ -17,6 +17,7 @@
 #include "settings.h"
 #include "writer_window.h"
 #include "writers.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
     if (data.size() < CHANNELS) {
         std::cout.flush();
         std::cerr << "Error: vxdat file " << s << " needs three channels, the data has " << data.size() << "\n";
-        std::exit(1);
+        process_exit(1);
     }
     check_window("write_vxdat", time, start_i, size);
     OutFile out(s);
