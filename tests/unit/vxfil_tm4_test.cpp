@@ -366,3 +366,106 @@ TEST(VxfilTm4, RandomDamage) {
     }
     testing::internal::GetCapturedStderr();
 }
+
+namespace {
+
+// Everything a reader leaves in the recording.
+void expect_same_recording(const VXFIL_TM4 &a, const VXFIL_TM4 &b) {
+    const vx_header &ha = a.get_header(), &hb = b.get_header();
+    EXPECT_EQ(ha.header.m_station, hb.header.m_station);
+    EXPECT_EQ(ha.common.m_seconds, hb.common.m_seconds);
+    EXPECT_EQ(ha.common.m_nanoseconds, hb.common.m_nanoseconds);
+    EXPECT_EQ(ha.common.m_num_channels, hb.common.m_num_channels);
+    const double fa = ha.common.m_sample_freq_hz, fb = hb.common.m_sample_freq_hz;
+    EXPECT_TRUE(fa == fb || (std::isnan(fa) && std::isnan(fb)));
+    EXPECT_EQ(ha.v.v1.m_host_timestamp, hb.v.v1.m_host_timestamp);
+    ASSERT_EQ(a.get_channels().size(), b.get_channels().size());
+    EXPECT_EQ(a.m_data, b.m_data);
+    EXPECT_EQ(a.get_time(), b.get_time());
+}
+
+} // namespace
+
+// The file is read in pieces of 1 MiB: lines across the piece ends, a line
+// longer than a piece and a last line without line end read as from memory.
+TEST(VxfilTm4, FileReadInPiecesEqualsTheTextInMemory) {
+    temp_dir dir;
+    std::string text = "!S512Tidserier sampfrek: 20 gain: 1 station: dovmark date: 2017-07-14 time: 02:40:00\n";
+    std::mt19937 rng(3);
+    for (int i = 0; i < 120000; ++i) {
+        text += std::to_string(1500000000 + i) + "." + std::to_string(rng() % 1000);
+        for (int k = 0; k < 3; ++k)
+            text += (rng() % 2 ? " -" : "\t") + std::to_string(rng() % 100000) + "." + std::to_string(rng() % 10);
+        if (i == 50000) text += std::string(3 << 20, ' '); // 3 MiB of trailing blanks
+        text += i % 7 == 0 ? "\r\n" : "\n";
+    }
+    text += "1500200000.5 1 2 3"; // no line end
+    const std::string path = (dir.path / "pieces.tm4").string();
+    std::ofstream(path, std::ios::binary) << text;
+    testing::internal::CaptureStderr();
+    VXFIL_TM4 from_file(path.c_str(), 0.0);
+    VXFIL_TM4 from_memory = parse(text);
+    testing::internal::GetCapturedStderr();
+    ASSERT_EQ(from_file.get_time().size(), 120001u);
+    EXPECT_EQ(from_file.get_time(120000), 1500200000.5);
+    expect_same_recording(from_file, from_memory);
+}
+
+TEST(VxfilTm4, DamagedFilesReadAsTheSameTextInMemory) {
+    temp_dir dir;
+    fixtures::tm4_params s;
+    s.lines = 300;
+    s.wave.wave = "sine";
+    const std::string original = fixtures::make_tm4(s);
+    const char alphabet[] = "0123456789.-+eEnaifx !\n\r\t\0";
+    std::mt19937 rng(11);
+    const std::string path = (dir.path / "damaged.tm4").string();
+    testing::internal::CaptureStderr();
+    for (int round = 0; round < 200; ++round) {
+        std::string text = original;
+        for (int e = 0; e < 3; ++e) {
+            const size_t at = rng() % text.size();
+            text[at] = alphabet[rng() % (sizeof alphabet - 1)];
+        }
+        std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+        VXFIL_TM4 from_file(path.c_str(), 1500000000.5);
+        VXFIL_TM4 from_memory = parse(text, 1500000000.5);
+        expect_same_recording(from_file, from_memory);
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(VxfilTm4, TextEndsWhereTheViewEnds) {
+    // The bytes after the view are not part of the text, not even digits.
+    const std::string buffer = "1 2 3 4\n2 5 6 789";
+    VXFIL_TM4 v(std::string_view(buffer.data(), buffer.size() - 2), "mem", 0.0);
+    EXPECT_EQ(v.get_data(2), (data_channel_type{4, 7}));
+    const std::string unusual = "1 2 3 4\n2 5 6 +789";
+    VXFIL_TM4 w(std::string_view(unusual.data(), unusual.size() - 2), "mem", 0.0);
+    EXPECT_EQ(w.get_data(2), (data_channel_type{4, 7}));
+}
+
+TEST(VxfilTm4, LongerLinesThanTheFirstOnesStillAllFit) {
+    // The sample sequences are sized by the first lines' length; a text whose
+    // later lines are much shorter holds more lines than that estimate.
+    std::string text;
+    for (int i = 0; i < 5000; ++i)
+        text += std::to_string(i) + " 1 2 3" + std::string(200, ' ') + "\n";
+    for (int i = 5000; i < 200000; ++i)
+        text += std::to_string(i) + " 4 5 6\n";
+    VXFIL_TM4 v = parse(text);
+    ASSERT_EQ(v.get_time().size(), 200000u);
+    EXPECT_EQ(v.get_time(199999), 199999.0);
+    EXPECT_EQ(v.get_data(2).back(), 6);
+    EXPECT_EQ(v.get_data(0)[4999], 1);
+}
+
+TEST(VxfilTm4, UnusualNumberFormsKeepTheCLibraryMeaning) {
+    // Lines outside the plain decimal form are read by the C library's rules.
+    VXFIL_TM4 v = parse("+1 2 3 4\n2 +5 6 7\n3 0x10 6 7\n4 8 9 x\n");
+    EXPECT_EQ(v.get_time(), (std::vector<double>{1.0, 2.0, 3.0}));
+    EXPECT_EQ(v.get_data(0), (data_channel_type{2, 5, 16}));
+    VXFIL_TM4 w = parse("1 2 3 4 5 6 7 8 9 10 11\n2 2 3 4 5 6 7 8 9\n");
+    EXPECT_EQ(w.get_header().common.m_num_channels, 8);
+    EXPECT_EQ(w.get_time().size(), 2u);
+}
