@@ -8,6 +8,7 @@
 // between blanks, though, and for those std::from_chars gives the same
 // correctly rounded double as the C library's strtod, many times faster.
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <system_error>
 
@@ -20,39 +21,69 @@ namespace {
 bool is_blank(char c) { return c == ' ' || c == '\t'; }
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
-// End of the digit run that starts at i.
-std::size_t skip_digits(const char *p, std::size_t n, std::size_t i) {
-    while (i < n && is_digit(p[i]))
-        ++i;
+// Digits of a number converted here without from_chars: any 15 digits make
+// an integer that a double holds exactly.
+constexpr int quick_digits = 15;
+constexpr double powers_of_ten[quick_digits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                    1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+
+// End of the digit run that starts at i; the digits are appended to
+// mantissa and counted, as long as fewer than quick_digits came before.
+std::size_t take_digits(const char *p, std::size_t n, std::size_t i, uint64_t &mantissa, int &count) {
+    for (; i < n && is_digit(p[i]); ++i) {
+        if (count < quick_digits) mantissa = mantissa * 10 + static_cast<uint64_t>(p[i] - '0');
+        ++count;
+    }
     return i;
 }
 
-// End of a number of the simple form that starts at i, or i itself when
-// there is none: [-]digits[.digits][(e|E)[+-]digits], digits before or
-// after the point (or both). An exponent letter without digits makes the
+// A number of the simple form: [-]digits[.digits][(e|E)[+-]digits], digits
+// before or after the point (or both).
+struct simple_number {
+    std::size_t end = 0; // 0: no number of that form starts here
+    bool quick = false;  // value holds it, exactly rounded already
+    double value = 0.0;
+};
+
+// The number that starts at i. An exponent letter without digits makes the
 // whole token unfit, as does anything but a blank, a carriage return or the
 // line end right after the number.
-std::size_t simple_number_end(const char *p, std::size_t n, std::size_t i) {
-    const std::size_t start = i;
-    if (i < n && p[i] == '-') ++i;
-    const std::size_t whole_begin = i;
-    i = skip_digits(p, n, i);
-    std::size_t digits = i - whole_begin;
+//
+// A number of at most 15 digits without exponent is an integer below 2^53
+// over a power of ten up to 10^22, both exact doubles, so one division
+// rounds it correctly, as strtod does; other numbers go to from_chars.
+simple_number scan_number(const char *p, std::size_t n, std::size_t i) {
+    simple_number out;
+    const bool negative = i < n && p[i] == '-';
+    if (negative) ++i;
+    uint64_t mantissa = 0;
+    int digits = 0;
+    i = take_digits(p, n, i, mantissa, digits);
+    int fraction = 0;
     if (i < n && p[i] == '.') {
-        const std::size_t fraction_begin = ++i;
-        i = skip_digits(p, n, i);
-        digits += i - fraction_begin;
+        const int whole = digits;
+        i = take_digits(p, n, i + 1, mantissa, digits);
+        fraction = digits - whole;
     }
-    if (digits == 0) return start;
+    if (digits == 0) return out;
+    bool has_exponent = false;
     if (i < n && (p[i] == 'e' || p[i] == 'E')) {
+        has_exponent = true;
         ++i;
         if (i < n && (p[i] == '+' || p[i] == '-')) ++i;
         const std::size_t exponent_begin = i;
-        i = skip_digits(p, n, i);
-        if (i == exponent_begin) return start;
+        while (i < n && is_digit(p[i]))
+            ++i;
+        if (i == exponent_begin) return out;
     }
-    if (i < n && !is_blank(p[i]) && p[i] != '\r') return start;
-    return i;
+    if (i < n && !is_blank(p[i]) && p[i] != '\r') return out;
+    out.end = i;
+    if (!has_exponent && digits <= quick_digits) {
+        const double magnitude = static_cast<double>(mantissa) / powers_of_ten[fraction];
+        out.value = negative ? -magnitude : magnitude;
+        out.quick = true;
+    }
+    return out;
 }
 
 } // namespace
@@ -71,14 +102,18 @@ int tm4_scan_simple(const char *p, std::size_t n, double (&values)[tm4_max_numbe
             break;
         }
         if (count == tm4_max_numbers) return tm4_declined;
-        const std::size_t end = simple_number_end(p, n, i);
-        if (end == i) return tm4_declined;
-        // Overflow and underflow are left to the C library, which gives an
-        // infinity or a zero where from_chars only reports the range error.
-        const std::from_chars_result got = std::from_chars(p + i, p + end, values[count]);
-        if (got.ec != std::errc() || got.ptr != p + end) return tm4_declined;
+        const simple_number number = scan_number(p, n, i);
+        if (number.end == 0) return tm4_declined;
+        if (number.quick) {
+            values[count] = number.value;
+        } else {
+            // Overflow and underflow are left to the C library, which gives an
+            // infinity or a zero where from_chars only reports the range error.
+            const std::from_chars_result got = std::from_chars(p + i, p + number.end, values[count]);
+            if (got.ec != std::errc() || got.ptr != p + number.end) return tm4_declined;
+        }
         ++count;
-        i = end;
+        i = number.end;
     }
     // Nothing but blanks: the scan meets the end before its first number.
     return count == 0 ? EOF : count;
