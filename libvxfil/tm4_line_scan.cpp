@@ -5,8 +5,9 @@
 // hexadecimal numbers, numbers that run together ("1.5-2"), a partial
 // exponent, a tenth number, any other character. Those rules stay in charge
 // for every unusual line. Almost every real line is plain decimal numbers
-// between blanks, though, and for those std::from_chars gives the same
-// correctly rounded double as the C library's strtod, many times faster.
+// between blanks, though, and for those std::from_chars (or, for short
+// numbers, one exact division) gives the same correctly rounded double as the
+// C library's strtod, many times faster.
 #include <charconv>
 #include <cstdint>
 #include <cstdio>
@@ -18,18 +19,22 @@ namespace VxFil {
 
 namespace {
 
-bool is_blank(char c) { return c == ' ' || c == '\t'; }
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_blank(char c) {
+    return c == ' ' || c == '\t';
+}
+bool is_digit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 // Digits of a number converted here without from_chars: any 15 digits make
 // an integer that a double holds exactly.
-constexpr int quick_digits = 15;
+constexpr std::size_t quick_digits = 15;
 constexpr double powers_of_ten[quick_digits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                     1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
 // End of the digit run that starts at i; the digits are appended to
 // mantissa and counted, as long as fewer than quick_digits came before.
-std::size_t take_digits(const char *p, std::size_t n, std::size_t i, uint64_t &mantissa, int &count) {
+std::size_t take_digits(const char *p, std::size_t n, std::size_t i, uint64_t &mantissa, std::size_t &count) {
     for (; i < n && is_digit(p[i]); ++i) {
         if (count < quick_digits) mantissa = mantissa * 10 + static_cast<uint64_t>(p[i] - '0');
         ++count;
@@ -50,18 +55,18 @@ struct simple_number {
 // line end right after the number.
 //
 // A number of at most 15 digits without exponent is an integer below 2^53
-// over a power of ten up to 10^22, both exact doubles, so one division
+// over a power of ten up to 10^15, both exact doubles, so one division
 // rounds it correctly, as strtod does; other numbers go to from_chars.
 simple_number scan_number(const char *p, std::size_t n, std::size_t i) {
     simple_number out;
     const bool negative = i < n && p[i] == '-';
     if (negative) ++i;
     uint64_t mantissa = 0;
-    int digits = 0;
+    std::size_t digits = 0;
     i = take_digits(p, n, i, mantissa, digits);
-    int fraction = 0;
+    std::size_t fraction = 0;
     if (i < n && p[i] == '.') {
-        const int whole = digits;
+        const std::size_t whole = digits;
         i = take_digits(p, n, i + 1, mantissa, digits);
         fraction = digits - whole;
     }
@@ -125,8 +130,8 @@ int tm4_scan_line(std::string_view line, double (&values)[tm4_max_numbers], std:
         if (r != tm4_declined) return r;
     }
     scratch.assign(line);
-    return std::sscanf(scratch.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf", &values[0], &values[1], &values[2],
-                       &values[3], &values[4], &values[5], &values[6], &values[7], &values[8]);
+    return std::sscanf(scratch.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf", &values[0], &values[1],
+                       &values[2], &values[3], &values[4], &values[5], &values[6], &values[7], &values[8]);
 }
 
 } // namespace VxFil

@@ -29,8 +29,6 @@ namespace VxFil {
 
 namespace {
 
-constexpr int max_values = tm4_max_numbers - 1;
-
 // Piece of a file read at a time; a longer line makes the piece grow.
 constexpr std::size_t piece_size = std::size_t{1} << 20;
 
@@ -170,9 +168,11 @@ void VXFIL_TM4::line_reader::comment(std::string_view text) {
 void VXFIL_TM4::line_reader::reserve_for_text() {
     if (m_text_bytes <= m_bytes_seen || m_bytes_seen == 0) return;
     const double lines = static_cast<double>(m_rec.m_time.size());
-    const double estimate = lines * (static_cast<double>(m_text_bytes) / static_cast<double>(m_bytes_seen)) * 1.125;
+    const double estimate =
+        lines * (static_cast<double>(m_text_bytes) / static_cast<double>(m_bytes_seen)) * 1.125;
     // No more data lines than bytes: a bound that also keeps the estimate finite.
-    const std::size_t n = static_cast<std::size_t>(std::fmin(estimate, static_cast<double>(m_text_bytes))) + 64;
+    const std::size_t n =
+        static_cast<std::size_t>(std::fmin(estimate, static_cast<double>(m_text_bytes))) + 64;
     reserve_huge(m_rec.m_time, n);
     for (data_channel_type &d : m_rec.m_data)
         reserve_huge(d, n);

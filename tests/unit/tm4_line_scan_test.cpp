@@ -88,10 +88,14 @@ std::string digits(std::mt19937_64 &rng, size_t n) {
 
 size_t digit_count(std::mt19937_64 &rng) {
     switch (rng() % 8) {
-    case 0: return 1;
-    case 1: return 15 + rng() % 6; // about the precision of a double
-    case 2: return 30 + rng() % 800; // far more digits than a double holds
-    default: return 1 + rng() % 10;
+    case 0:
+        return 1;
+    case 1:
+        return 15 + rng() % 6; // about the precision of a double
+    case 2:
+        return 30 + rng() % 800; // far more digits than a double holds
+    default:
+        return 1 + rng() % 10;
     }
 }
 
@@ -100,23 +104,43 @@ std::string exponent(std::mt19937_64 &rng) {
     const int sign = static_cast<int>(rng() % 3);
     e += sign == 0 ? "" : sign == 1 ? "+" : "-";
     switch (rng() % 6) {
-    case 0: return e + std::to_string(280 + rng() % 60); // near overflow, or denormals with "-"
-    case 1: return e + std::string(rng() % 5, '0') + std::to_string(rng() % 400);
-    case 2: return e + digits(rng, 1 + rng() % 25); // up to far out of any range
-    default: return e + std::to_string(rng() % 30);
+    case 0:
+        return e + std::to_string(280 + rng() % 60); // near overflow, or denormals with "-"
+    case 1:
+        return e + std::string(rng() % 5, '0') + std::to_string(rng() % 400);
+    case 2:
+        return e + digits(rng, 1 + rng() % 25); // up to far out of any range
+    default:
+        return e + std::to_string(rng() % 30);
     }
 }
 
 // A number of the quick scan's grammar. in_range is cleared when it may lie
 // outside the range of a double (the quick scan may decline those).
 std::string plain_number(std::mt19937_64 &rng, bool &in_range) {
-    static const char *const edges[] = {
-        "1.7976931348623157e308",  "1.7976931348623158e308",  "1.7976931348623159e308",
-        "179769313486231580793728971405301e276", "4.9406564584124654e-324", "2.4703282292062327e-324",
-        "2.4703282292062328e-324", "2.2250738585072011e-308", "2.2250738585072014e-308",
-        "9007199254740993",        "9007199254740993.00000000000000000000001", "0.1", "-0", "-0.0e-999",
-        "1500000000.050",          "2147483647.9",            "-2147483648.9", "4294967295.5",
-        "0000000000000000000000000000000000012.5", "5.", ".5", "-.5", "-5."};
+    static const char *const edges[] = {"1.7976931348623157e308",
+                                        "1.7976931348623158e308",
+                                        "1.7976931348623159e308",
+                                        "179769313486231580793728971405301e276",
+                                        "4.9406564584124654e-324",
+                                        "2.4703282292062327e-324",
+                                        "2.4703282292062328e-324",
+                                        "2.2250738585072011e-308",
+                                        "2.2250738585072014e-308",
+                                        "9007199254740993",
+                                        "9007199254740993.00000000000000000000001",
+                                        "0.1",
+                                        "-0",
+                                        "-0.0e-999",
+                                        "1500000000.050",
+                                        "2147483647.9",
+                                        "-2147483648.9",
+                                        "4294967295.5",
+                                        "0000000000000000000000000000000000012.5",
+                                        "5.",
+                                        ".5",
+                                        "-.5",
+                                        "-5."};
     const int kind = static_cast<int>(rng() % 12);
     if (kind == 0) {
         in_range = false;
@@ -124,10 +148,18 @@ std::string plain_number(std::mt19937_64 &rng, bool &in_range) {
     }
     std::string s = rng() % 3 == 0 ? "-" : "";
     switch (rng() % 5) {
-    case 0: s += digits(rng, digit_count(rng)); break;
-    case 1: s += "." + digits(rng, digit_count(rng)); break;
-    case 2: s += digits(rng, digit_count(rng)) + "."; break;
-    default: s += digits(rng, digit_count(rng)) + "." + digits(rng, digit_count(rng)); break;
+    case 0:
+        s += digits(rng, digit_count(rng));
+        break;
+    case 1:
+        s += "." + digits(rng, digit_count(rng));
+        break;
+    case 2:
+        s += digits(rng, digit_count(rng)) + ".";
+        break;
+    default:
+        s += digits(rng, digit_count(rng)) + "." + digits(rng, digit_count(rng));
+        break;
     }
     if (rng() % 3 == 0) {
         s += exponent(rng);
@@ -174,11 +206,15 @@ std::string mutated(std::mt19937_64 &rng, std::string line) {
                 break;
             }
             [[fallthrough]];
-        case 1: line.insert(at, 1, c); break;
+        case 1:
+            line.insert(at, 1, c);
+            break;
         case 2:
             if (at < line.size()) line.erase(at, 1 + rng() % 3);
             break;
-        default: line.insert(at, rng() % 2 ? "inf" : rng() % 2 ? "e" : digits(rng, 1 + rng() % 40)); break;
+        default:
+            line.insert(at, rng() % 2 ? "inf" : rng() % 2 ? "e" : digits(rng, 1 + rng() % 40));
+            break;
         }
     }
     return line;
@@ -187,13 +223,51 @@ std::string mutated(std::mt19937_64 &rng, std::string line) {
 } // namespace
 
 TEST(Tm4LineScan, HandPickedLines) {
-    const std::vector<std::string> lines = {
-        "", " ", "\t", "\r", " \t\r ", "\r\r", "1", "1 2 3 4", "  1500000000.050 -7.2 2582.8 -2611.1\r",
-        "1\t2\t3\t4\t", "1 2 3 4 5 6 7 8 9", "1 2 3 4 5 6 7 8 9 10", "1 2 3 4 5 6 7 8 9 \r", "1e", "1e+",
-        "1e-", "1E5 2e-3 3E+2 4", "+1 2 3 4", "1 +2 3 4", "1.5-2-3-4", "-", ".", "-.", "-.e5", ".e5", "..5",
-        "1..5", "1.5.5 2 3 4", "inf 1 2 3", "1 nan 2 3", "0x1p3 1 2 3", "1 2\r3 4", "1,5 2 3 4", "1;2 3 4",
-        "1 2 3 4 ;", "--1 2 3 4", "1e5e5 2 3 4", "1 2 3 4\v", "\v1 2 3 4", "1e400 2 3 4", "1e-400 2 3 4",
-        "4.9e-324 1 2 3", std::string("1 2\0 3 4", 8), "abc", "1 2 3 a"};
+    const std::vector<std::string> lines = {"",
+                                            " ",
+                                            "\t",
+                                            "\r",
+                                            " \t\r ",
+                                            "\r\r",
+                                            "1",
+                                            "1 2 3 4",
+                                            "  1500000000.050 -7.2 2582.8 -2611.1\r",
+                                            "1\t2\t3\t4\t",
+                                            "1 2 3 4 5 6 7 8 9",
+                                            "1 2 3 4 5 6 7 8 9 10",
+                                            "1 2 3 4 5 6 7 8 9 \r",
+                                            "1e",
+                                            "1e+",
+                                            "1e-",
+                                            "1E5 2e-3 3E+2 4",
+                                            "+1 2 3 4",
+                                            "1 +2 3 4",
+                                            "1.5-2-3-4",
+                                            "-",
+                                            ".",
+                                            "-.",
+                                            "-.e5",
+                                            ".e5",
+                                            "..5",
+                                            "1..5",
+                                            "1.5.5 2 3 4",
+                                            "inf 1 2 3",
+                                            "1 nan 2 3",
+                                            "0x1p3 1 2 3",
+                                            "1 2\r3 4",
+                                            "1,5 2 3 4",
+                                            "1;2 3 4",
+                                            "1 2 3 4 ;",
+                                            "--1 2 3 4",
+                                            "1e5e5 2 3 4",
+                                            "1 2 3 4\v",
+                                            "\v1 2 3 4",
+                                            "1e400 2 3 4",
+                                            "1e-400 2 3 4",
+                                            "4.9e-324 1 2 3",
+                                            std::string("1 2\0 3 4", 8),
+                                            "abc",
+                                            "1 2 3 a"};
     int accepted = 0;
     for (const std::string &line : lines) {
         bool agreed = false;
@@ -214,8 +288,8 @@ TEST(Tm4LineScan, BlankLinesCountAsTheEndOfInput) {
 TEST(Tm4LineScan, TypicalLinesTakeTheQuickScan) {
     double values[tm4_max_numbers];
     for (const std::string line :
-         {"1500000000.050 -7.2 2582.8 -2611.1", "1500000000.000 174.8 2507.3 -2680.5\r", "\t1 2 3 4 5 6 7 8 9 ",
-          "-.5 5. 1e5 1E-5", "0.1 0.2 0.3"}) {
+         {"1500000000.050 -7.2 2582.8 -2611.1", "1500000000.000 174.8 2507.3 -2680.5\r",
+          "\t1 2 3 4 5 6 7 8 9 ", "-.5 5. 1e5 1E-5", "0.1 0.2 0.3"}) {
         EXPECT_NE(tm4_scan_simple(line.data(), line.size(), values), tm4_declined) << shown(line);
     }
     for (const std::string line : {"+1 2 3 4", "1 2 3 4 5 6 7 8 9 10", "1e 2 3 4", "1 inf 2 3", "1 2 3 4,",

@@ -390,12 +390,14 @@ void expect_same_recording(const VXFIL_TM4 &a, const VXFIL_TM4 &b) {
 // longer than a piece and a last line without line end read as from memory.
 TEST(VxfilTm4, FileReadInPiecesEqualsTheTextInMemory) {
     temp_dir dir;
-    std::string text = "!S512Tidserier sampfrek: 20 gain: 1 station: dovmark date: 2017-07-14 time: 02:40:00\n";
+    std::string text =
+        "!S512Tidserier sampfrek: 20 gain: 1 station: dovmark date: 2017-07-14 time: 02:40:00\n";
     std::mt19937 rng(3);
     for (int i = 0; i < 120000; ++i) {
         text += std::to_string(1500000000 + i) + "." + std::to_string(rng() % 1000);
         for (int k = 0; k < 3; ++k)
-            text += (rng() % 2 ? " -" : "\t") + std::to_string(rng() % 100000) + "." + std::to_string(rng() % 10);
+            text +=
+                (rng() % 2 ? " -" : "\t") + std::to_string(rng() % 100000) + "." + std::to_string(rng() % 10);
         if (i == 50000) text += std::string(3 << 20, ' '); // 3 MiB of trailing blanks
         text += i % 7 == 0 ? "\r\n" : "\n";
     }
