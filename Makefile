@@ -14,7 +14,9 @@ PREFIX ?= /usr/local
 
 all: build
 
+# The first configuration installs missing build and test packages (Debian).
 $(BUILD)/CMakeCache.txt:
+	tools/install_deps.sh
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
 
 build: $(BUILD)/CMakeCache.txt
