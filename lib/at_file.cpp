@@ -30,9 +30,7 @@ struct file_closer {
 };
 
 [[noreturn]] void refuse(const char* message, const char* name) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "Error: %s: %s\n", message, name);
-    process_exit(1);
+    exit_with_line(std::string("Error: ") + message + ": " + name + "\n");
 }
 
 int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files) {

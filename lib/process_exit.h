@@ -6,6 +6,8 @@
 // can go through many runs. The installed binary never installs one.
 #pragma once
 
+#include <string>
+
 // A handler receives the exit status. It must not return: it either ends the
 // process or throws.
 using exit_handler = void (*)(int status);
@@ -15,3 +17,8 @@ using exit_handler = void (*)(int status);
 exit_handler set_exit_handler(exit_handler handler);
 
 [[noreturn]] void process_exit(int status);
+
+// The common early end: standard output is flushed first (so that progress
+// words come before the message), then `line` (which carries its own line
+// end) goes to standard error, and the process ends with status 1.
+[[noreturn]] void exit_with_line(const std::string& line);

@@ -100,11 +100,9 @@ const char* const help_lines[] = {
 
 // Prints an exception that escaped a conversion run and ends with status 1.
 [[noreturn]] void report_exception(const char* text) {
-    std::fflush(stdout);
-    size_t n = std::strlen(text);
-    std::fputs(text, stderr);
-    if (n == 0 || text[n - 1] != '\n') std::fputc('\n', stderr);
-    process_exit(1);
+    std::string line = text;
+    if (line.empty() || line.back() != '\n') line += '\n';
+    exit_with_line(line);
 }
 
 void run_conversion(std::vector<std::filesystem::path>& names, int argc) {

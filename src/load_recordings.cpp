@@ -20,12 +20,6 @@
 
 namespace {
 
-[[noreturn]] void refuse(const std::string& line) {
-    std::fflush(stdout);
-    std::fputs(line.c_str(), stderr);
-    process_exit(1);
-}
-
 std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }
 
 // The comment line of the writers: rate, gain and station of the first file,
@@ -48,10 +42,10 @@ void check_channels(const VxFil::Vxfil_Base& rec, const std::filesystem::path& p
     for (const VxFil::vx_channel& ch : rec.m_channels) {
         unsigned number = ch.m_channel;
         if (number >= data.size() || number >= rec.m_data.size())
-            refuse("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
+            exit_with_line("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
                    " is out of range (" + std::to_string(data.size()) + " channel series)\n");
         if (seen[number])
-            refuse("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
+            exit_with_line("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
         seen[number] = true;
     }
 }
@@ -61,7 +55,7 @@ void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path)
     if (!std::isfinite(f) || f <= 0.0) {
         char rate[64];
         std::snprintf(rate, sizeof rate, "%g", f);
-        refuse("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
+        exit_with_line("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
     }
 }
 
@@ -83,7 +77,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
     VxFil::reserve_huge(time_array, MAXSIZE);
     for (const std::filesystem::path& path : names) {
         std::unique_ptr<VxFil::Vxfil_Base> rec(VxFil::vxdetect(path.c_str(), 0.0));
-        if (!rec) refuse("Can't open " + path.string() + "\n");
+        if (!rec) exit_with_line("Can't open " + path.string() + "\n");
         remember_input(path, st);
         const std::vector<double>& times = rec->m_time;
         // A recording without samples contributes nothing, so its rate does
@@ -104,7 +98,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
                 if (s.capacity() < static_cast<size_t>(MAXSIZE)) VxFil::reserve_huge(s, MAXSIZE);
         } else {
             if (num_channels > data.size())
-                refuse("Error: " + quoted(path) + " has " + std::to_string(num_channels) +
+                exit_with_line("Error: " + quoted(path) + " has " + std::to_string(num_channels) +
                        " channels, more than the " + std::to_string(data.size()) + " of the first file\n");
             if (!times.empty()) std::cerr << times[0] - (time_array.back() + 1.0 / st.freq) << "\n";
         }

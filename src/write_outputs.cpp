@@ -44,11 +44,9 @@ std::string snippet_suffix(long i) { return snippets > 1 ? std::string(1, static
 void check_series_length(const fs::path& first_input, long end) {
     for (size_t ch = 0; ch < data.size(); ++ch)
         if (static_cast<long>(data[ch].size()) < end) {
-            std::fflush(stdout);
-            std::fprintf(stderr,
-                         "Error: channel %zu of \"%s\" holds %zu samples, fewer than the %ld of the time axis\n",
-                         ch, first_input.c_str(), data[ch].size(), end);
-            process_exit(1);
+            exit_with_line("Error: channel " + std::to_string(ch) + " of \"" + first_input.string() + "\" holds " +
+                           std::to_string(data[ch].size()) + " samples, fewer than the " + std::to_string(end) +
+                           " of the time axis\n");
         }
 }
 
@@ -73,12 +71,8 @@ void refuse_outputs_over_inputs(const std::vector<window_plan>& plan, const run_
             struct stat sb {};
             if (::stat(job.path.c_str(), &sb) != 0) continue;
             for (const auto& [dev, ino] : st.inputs)
-                if (sb.st_dev == dev && sb.st_ino == ino) {
-                    std::fflush(stdout);
-                    std::fprintf(stderr, "Error: output file \"%s\" is one of the input files\n",
-                                 job.path.c_str());
-                    process_exit(1);
-                }
+                if (sb.st_dev == dev && sb.st_ino == ino)
+                    exit_with_line("Error: output file \"" + job.path.string() + "\" is one of the input files\n");
         }
 }
 
