@@ -1,18 +1,32 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when they are
-# missing: the compiler and CMake, GoogleTest, man-db and groff for the manual
-# page test, and with --fuzz also clang 14 and its libFuzzer runtime.
-# Does nothing when everything is there.
+# missing, and does nothing when everything is there:
+# - the compiler, CMake and GoogleTest;
+# - libmseed (miniSEED output) and mseed2sac (an independent reader in tests);
+# - GNU parallel (the archive driver) and gnuplot (quick-look pictures);
+# - man-db and groff for the manual page test, numpy and pandas for the test
+#   that runs the README's loading recipes;
+# - with --fuzz also clang 14 and its libFuzzer runtime.
 set -euo pipefail
 
 need=()
 command -v cmake >/dev/null || need+=(cmake)
 command -v g++ >/dev/null || need+=(g++)
 command -v make >/dev/null || need+=(make)
+command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+[ -f /usr/include/libmseed.h ] || need+=(libmseed-dev)
+command -v mseed2sac >/dev/null || need+=(mseed2sac)
+command -v parallel >/dev/null || need+=(parallel)
+command -v gnuplot >/dev/null || need+=(gnuplot-nox)
 # The install test renders the manual page.
 command -v man >/dev/null || need+=(man-db)
 command -v groff >/dev/null || need+=(groff)
+# Debian's own interpreter: a python3 earlier on the PATH (pyenv, a venv) may
+# lack these modules, so the tests call /usr/bin/python3.
+[ -x /usr/bin/python3 ] || need+=(python3)
+/usr/bin/python3 -c 'import numpy' >/dev/null 2>&1 || need+=(python3-numpy)
+/usr/bin/python3 -c 'import pandas' >/dev/null 2>&1 || need+=(python3-pandas)
 if [ "${1:-}" = "--fuzz" ]; then
   # The fuzz targets: clang 14 with libFuzzer and the sanitizer runtimes.
   command -v clang++-14 >/dev/null || need+=(clang-14)
