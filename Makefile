@@ -10,7 +10,7 @@ JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo regen-golden install clean bench
+.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench
 
 all: build
 
@@ -68,8 +68,15 @@ install: $(BUILD)/CMakeCache.txt
 	cmake --build $(BUILD) -j $(JOBS) --target brantel
 	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
+# Converts the bundled examples into $(BUILD)/demo/, one folder per example
+# with a PNG quick-look of each, and keeps them.
 demo: build
-	bash examples/demo.sh $(BUILD)/brantel
+	bash examples/demo.sh $(BUILD)/brantel $(BUILD)/demo
+
+# The picture in the README: the quick-look of the two vx24 examples combined
+# (30 s apart, so the gap shows), taken from the demo.
+readme-picture: demo
+	cp $(BUILD)/demo/combined/vx24/arvola_20170714_024000.png doc/quicklook.png
 
 # Times the tool on a day and a week of recordings in every layout, against a
 # plain fprintf converter and the cost of writing the output bytes. Inputs and

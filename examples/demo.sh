@@ -1,14 +1,18 @@
 #!/usr/bin/env bash
-# Converts the bundled example recordings with a few option sets and shows the
-# beginning of each result. Everything is written to a temporary directory;
-# the source tree is left untouched.
+# Converts the bundled example recordings with a few option sets, each into a
+# folder of its own under the demo directory (default build/demo), with a
+# PNG quick-look of every window, shows the beginning of each result, and
+# keeps everything for a look afterwards. The source tree is left untouched:
+# each folder gets copies of the recordings it converts.
+#
+#   examples/demo.sh [BRANTEL [DEMO_DIR]]
 set -euo pipefail
 bin=$(realpath "${1:-build/brantel}")
 examples=$(realpath "$(dirname "$0")")
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel-demo.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-cp -r "$examples"/. "$work"/
-cd "$work"
+demo=${2:-build/demo}
+rm -rf "$demo"
+mkdir -p "$demo"
+demo=$(realpath "$demo")
 
 show() {
     for f in "$@"; do
@@ -17,38 +21,71 @@ show() {
     done
 }
 
-run() {
+# step FOLDER RECORDING... : a fresh folder holding copies of the recordings
+# (paths below examples/, their directories kept); later calls of run and
+# show work inside it.
+step() {
+    local folder=$1
+    shift
+    mkdir -p "$demo/$folder"
+    cd "$demo/$folder"
+    for r in "$@"; do
+        mkdir -p "$(dirname "$r")"
+        cp "$examples/$r" "$r"
+    done
     echo
+    echo "== $folder"
+}
+
+run() {
     echo "\$ brantel $*"
     "$bin" "$@" || echo "(exit status $?)"
 }
 
-if ls vx24/*.vx24 >/dev/null 2>&1; then
-    first=$(ls vx24/*.vx24 | head -n 1)
-    run --quiet "$first"
-    show "${first%.*}.tm4"
-    run --quiet -c -s 0.0.0 vx24/*.vx24
-    show "${first%.*}.tm4"
-    run --quiet -2 -n 2 -l 1200 "$first"
-    show "${first%.*}.channel0a"
-    run --quiet --tspair "$first"
-    show "${first%.*}.channel0.tspair.ascii"
-    run --quiet -o -u 4 -f --minutes-in-day "$first"
-    show "${first%.*}.tm4"
-fi
-if ls vx16 >/dev/null 2>&1; then
-    run --quiet vx16/2016/05/20160504/e6050427.dat
-    show vx16/2016/05/20160504/e6050427.tm4
-    run --quiet --average --minutes-in-day vx16/2016/05/20160504/e6050427.txt
-    show vx16/2016/05/20160504/e6050427.avg
-    run --quiet --slist vx16/2016/05/20160505/d6050510.dat
-    show vx16/2016/05/20160505/d6050510.channel0.slist.ascii
-fi
-if ls tm4/*.tm4 >/dev/null 2>&1; then
-    # A TM4 input already has the four-column extension, so pick another layout.
-    tm4=$(ls tm4/*.tm4 | head -n 1)
-    run --quiet -2 "$tm4"
-    show "${tm4%.*}.channel0"
-fi
+vx24a=vx24/arvola_20170714_024000.vx24
+vx24b=vx24/arvola_20170714_024530.vx24
+vx16=vx16/2016/05/20160504/e6050427
+s128=vx16/2016/05/20160505/d6050510.dat
+tm4=tm4/dovmark_20170714_024000.tm4
+
+step four-columns "$vx24a"
+run --quiet --plot "$vx24a"
+show "${vx24a%.*}.tm4"
+
+step combined "$vx24a" "$vx24b"
+run --quiet --plot -c "$vx24a" "$vx24b"
+show "${vx24a%.*}.tm4"
+
+step snippets "$vx24a"
+run --quiet --plot -2 -n 2 -l 1200 "$vx24a"
+show "${vx24a%.*}.channel0a"
+
+step tspair "$vx24a"
+run --quiet --plot --tspair "$vx24a"
+show "${vx24a%.*}.channel0.tspair.ascii"
+
+step filtered "$vx24a"
+run --quiet --plot -o -u 4 -f --minutes-in-day "$vx24a"
+show "${vx24a%.*}.tm4"
+
+step vx16-binary "$vx16.dat"
+run --quiet --plot "$vx16.dat"
+show "$vx16.tm4"
+
+step vx16-text-average "$vx16.txt"
+run --quiet --plot --average --minutes-in-day "$vx16.txt"
+show "$vx16.avg"
+
+step vx16-s128-slist "$s128"
+run --quiet --plot --slist "$s128"
+show "${s128%.*}.channel0.slist.ascii"
+
+# A TM4 input already has the four-column extension, so pick another layout.
+step tm4-two-columns "$tm4"
+run --quiet --plot -2 "$tm4"
+show "${tm4%.*}.channel0"
+
+cd "$demo"
 echo
-echo "demo outputs were written to a temporary directory and removed"
+echo "The demo outputs are kept in $demo, one folder per example; the quick-looks:"
+find . -name '*.png' | sort | sed 's|^\./|  |'

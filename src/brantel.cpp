@@ -21,6 +21,7 @@
 #include "logfile.h"
 #include "settings.h"
 #include "start_time_option.h"
+#include "write_plot.h"
 #include "process_exit.h"
 
 namespace {
@@ -66,6 +67,7 @@ const struct option long_opts[] = {
     {"help", no_argument, nullptr, 'h'},
     {"disable-globbing", no_argument, &_CRT_glob, 0},
     {"enable-globbing", no_argument, &_CRT_glob, 1},
+    {"plot", no_argument, &plot, 1},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -220,6 +222,8 @@ int brantel_main(int argc, char** argv) {
     if (debug)
         std::fprintf(stderr, "%s:%d:: debug: Globbing is %s\n", source_base_name(__FILE__), __LINE__,
                      _CRT_glob ? "enabled" : "disabled");
+
+    if (plot) check_plot_tool();
 
     std::vector<std::filesystem::path> names;
     if (combine) {

@@ -9,6 +9,18 @@
 #include "run_state.h"
 #include "series.h"
 #include "settings.h"
+#include "write_plot.h"
+
+namespace {
+
+// The picture's time axis stays in Unix seconds whatever unit the text
+// columns get; resampling multiplies the rate of the series.
+void keep_plot_times(run_state& st) {
+    st.utc_rate = upsample > 0 ? st.freq * static_cast<double>(upsample) : st.freq;
+    if (time_in_minutes != TIME_SECONDS) st.utc_times = time_array;
+}
+
+} // namespace
 
 int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int /*argc*/) {
     // Every run starts from empty series; a length or scale that one run
@@ -21,7 +33,9 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
 
     run_state st;
     load_recordings(names, st);
+    if (plot && !names.empty()) check_plot_channels(names.front(), data.size());
     condition_series();
+    if (plot) keep_plot_times(st);
 
     if (time_in_minutes != TIME_SECONDS) {
         for (double& t : time_array) t = time_convert(t);

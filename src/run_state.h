@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "series.h"
 #include "settings.h"
 
 struct run_state {
@@ -17,6 +18,11 @@ struct run_state {
     char comment[STRLEN] = {}; // the comment line the writers put first
     // Device and inode of every input, so that no output overwrites one.
     std::vector<std::pair<dev_t, ino_t>> inputs;
+    // For the quick-look (--plot): the sample times in Unix seconds, kept
+    // only when the time axis is converted to another unit, and the rate per
+    // second of the conditioned series.
+    series_t utc_times;
+    double utc_rate = 0.0;
 };
 
 // Reads every named recording and appends it to data and time_array.

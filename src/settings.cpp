@@ -15,6 +15,7 @@ int quiet;
 int debug;
 int no_comment;
 int nrsamples;
+int plot;
 int _CRT_glob;
 int oldfiles = 0;
 int __reads = 0;
@@ -38,6 +39,7 @@ void reset_settings() {
     debug = 0;
     no_comment = 0;
     nrsamples = 0;
+    plot = 0;
     _CRT_glob = 1;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
 }

@@ -43,6 +43,7 @@ extern int quiet;
 extern int debug;
 extern int no_comment;
 extern int nrsamples;
+extern int plot; // also draw a PNG quick-look of every window
 extern int _CRT_glob;
 extern int oldfiles;
 extern int __reads;

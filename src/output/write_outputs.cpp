@@ -13,6 +13,7 @@
 #include "run_state.h"
 #include "series.h"
 #include "time_format.h"
+#include "write_plot.h"
 #include "writers.h"
 #include "process_exit.h"
 
@@ -143,6 +144,21 @@ std::vector<write_job> miniseed_jobs(const fs::path& first, const run_state& st,
     return jobs;
 }
 
+// The quick-look picture of a window (--plot) joins the window's files:
+// "rec.png", or "rec.a.png" for a snippet.
+std::vector<write_job> with_plot(std::vector<write_job> jobs, const fs::path& first, const run_state& st,
+                                 long start_i, const std::string& suffix) {
+    if (!plot) return jobs;
+    fs::path p = output_name(first, suffix.empty() ? "png" : suffix + ".png");
+    const long len = snippet_length;
+    jobs.push_back({p, [p, &st, start_i, len] {
+                        const plot_source source{st.utc_times.empty() ? time_array : st.utc_times, data,
+                                                 st.utc_rate, st.station};
+                        write_plot(p, source, start_i, len);
+                    }});
+    return jobs;
+}
+
 } // namespace
 
 void write_outputs(const std::vector<fs::path>& names, const run_state& st, long start_i) {
@@ -156,14 +172,15 @@ void write_outputs(const std::vector<fs::path>& names, const run_state& st, long
     long written = 0;
     bool stopped_early = false;
     if (miniseed) {
-        plan.push_back({start_i, miniseed_jobs(first, st, start_i)});
+        plan.push_back({start_i, with_plot(miniseed_jobs(first, st, start_i), first, st, start_i, "")});
     } else {
         for (long i = 0; i < snippets; ++i) {
             if (snippet_length > samples - start_i) {
                 stopped_early = true;
                 break;
             }
-            plan.push_back({start_i, column_jobs(first, st, avg, start_i, snippet_suffix(i))});
+            const std::string suffix = snippet_suffix(i);
+            plan.push_back({start_i, with_plot(column_jobs(first, st, avg, start_i, suffix), first, st, start_i, suffix)});
             start_i += snippet_length;
             ++written;
         }

@@ -10,9 +10,12 @@
 //   setup            optional; one brantel-fixture call per line, or
 //                    "symlink TARGET NAME" to make a symbolic link
 //   input/           optional; copied into the working directory first
+//   env              optional; NAME=VALUE lines set for the brantel run only
+//                    (PATH=bin:/nonexistent, say, for a stand-in gnuplot)
 //   expected/status  the exit status
 //   expected/stdout, expected/stderr
-//   expected/files/  every file the run leaves besides its inputs and "logfile"
+//   expected/files/  every file the run leaves besides its inputs and "logfile";
+//                    a PNG picture is kept as its description (see png_summary)
 //
 // BRANTEL_REGEN_GOLDEN=1 rewrites expected/ from the current binary.
 #include <fcntl.h>
@@ -78,6 +81,24 @@ std::string mask(const std::string& s) {
     return std::regex_replace(r, source_line, "$1:<line>::");
 }
 
+// A PNG picture depends on the gnuplot and cairo versions of the machine, so
+// a case compares what matters of it: a valid PNG (signature, header chunk,
+// end chunk) and its size in pixels.
+std::string png_summary(const std::string& png) {
+    static const std::string signature("\x89PNG\r\n\x1a\n", 8);
+    auto be32 = [&](std::size_t at) {
+        unsigned long v = 0;
+        for (std::size_t i = 0; i < 4; ++i) v = v << 8 | static_cast<unsigned char>(png[at + i]);
+        return v;
+    };
+    if (png.size() < 33 || png.compare(0, 8, signature) != 0 || png.compare(12, 4, "IHDR") != 0)
+        return "not a PNG picture\n";
+    if (png.compare(png.size() - 8, 4, "IEND") != 0) return "PNG picture without its end\n";
+    return "PNG picture, " + std::to_string(be32(16)) + " x " + std::to_string(be32(20)) + " pixels\n";
+}
+
+bool is_png_name(const std::string& name) { return name.size() > 4 && name.compare(name.size() - 4, 4, ".png") == 0; }
+
 struct run_result {
     int status = -1;
     std::string out, err;
@@ -85,7 +106,8 @@ struct run_result {
 
 // Runs argv in dir with stdin closed, stdout and stderr to files outside dir.
 run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::string& program,
-                  const std::vector<std::string>& args, const char* argv0) {
+                  const std::vector<std::string>& args, const char* argv0,
+                  const std::vector<std::string>& env = {}) {
     fs::path out_path = capture_dir / "stdout", err_path = capture_dir / "stderr";
     pid_t pid = fork();
     if (pid == 0) {
@@ -96,6 +118,10 @@ run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::s
         dup2(in, 0);
         dup2(out, 1);
         dup2(err, 2);
+        for (const std::string& setting : env) {
+            const std::size_t eq = setting.find('=');
+            if (eq != std::string::npos) setenv(setting.substr(0, eq).c_str(), setting.c_str() + eq + 1, 1);
+        }
         std::vector<char*> argv;
         argv.push_back(const_cast<char*>(argv0));
         for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
@@ -161,7 +187,8 @@ TEST_P(Golden, Case) {
     }
     const std::map<std::string, std::string> before = snapshot(work);
 
-    run_result r = run_in(work, capture, BRANTEL_BIN, read_lines(case_dir / "args"), "brantel");
+    run_result r =
+        run_in(work, capture, BRANTEL_BIN, read_lines(case_dir / "args"), "brantel", read_lines(case_dir / "env"));
     std::map<std::string, std::string> outputs;
     for (auto& [name, content] : snapshot(work)) {
         if (name == "logfile") continue;
@@ -170,7 +197,7 @@ TEST_P(Golden, Case) {
             EXPECT_EQ(content, it->second) << "input file changed: " << name;
             continue;
         }
-        outputs[name] = content;
+        outputs[name] = is_png_name(name) ? png_summary(content) : content;
     }
 
     const fs::path expected = case_dir / "expected";
