@@ -117,9 +117,14 @@ gnuplot_result run_gnuplot(const std::string &script, int out_fd) {
     posix_spawn_file_actions_adddup2(&actions, pipe_fds[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, out_fd, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, fileno(errors.get()), STDERR_FILENO);
+    // The script is named as a file, /dev/stdin, rather than left for
+    // gnuplot to find on its standard input: it then reads the script as it
+    // reads a file, in large pieces, instead of line by line as it reads a
+    // terminal, which for the data of a day takes a second longer.
     char name[] = "gnuplot";
     char defaults[] = "-d";
-    char *argv[] = {name, defaults, nullptr};
+    char script_file[] = "/dev/stdin";
+    char *argv[] = {name, defaults, script_file, nullptr};
     pid_t pid = -1;
     const int spawned = ::posix_spawnp(&pid, GNUPLOT, &actions, nullptr, argv, environ);
     posix_spawn_file_actions_destroy(&actions);

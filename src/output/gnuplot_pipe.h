@@ -16,6 +16,7 @@ struct gnuplot_result {
     std::string messages; // what it wrote to standard error, or why it did not run
 };
 
-// Runs "gnuplot -d" (no initialisation files) on `script`, with its standard
-// output on the open file descriptor `out_fd`.
+// Runs "gnuplot -d /dev/stdin" (no initialisation files; the script through
+// a pipe on its standard input) on `script`, with its standard output on the
+// open file descriptor `out_fd`.
 gnuplot_result run_gnuplot(const std::string &script, int out_fd);
