@@ -79,8 +79,10 @@ std::string single_quoted(const std::string &s) {
     return q;
 }
 
-bool mseed_supported() {
-    const shell_result r = run_shell(single_quoted(std::string(BRANTEL_BIN) + " --mseed"));
+// Asked in `dir`, where the run log line goes.
+bool mseed_supported(const fs::path &dir) {
+    const shell_result r =
+        run_shell(single_quoted("cd \"" + dir.string() + "\" && " + std::string(BRANTEL_BIN) + " --mseed"));
     return r.output.find("unrecognized option") == std::string::npos;
 }
 
@@ -95,7 +97,7 @@ TEST(ReadmeCookbook, EveryCommandRunsOnTheExamples) {
     fs::create_symlink("/usr/bin/python3", bin / "python3");
     fs::copy(fs::path(SOURCE_DIR) / "examples", work, fs::copy_options::recursive);
     const std::string path = bin.string() + ":/usr/bin:/bin";
-    const bool mseed = mseed_supported();
+    const bool mseed = mseed_supported(dir.path);
 
     int run = 0;
     for (const std::string &command : commands) {
