@@ -180,7 +180,8 @@ void write_outputs(const std::vector<fs::path>& names, const run_state& st, long
                 break;
             }
             const std::string suffix = snippet_suffix(i);
-            plan.push_back({start_i, with_plot(column_jobs(first, st, avg, start_i, suffix), first, st, start_i, suffix)});
+            plan.push_back({start_i, with_plot(column_jobs(first, st, avg, start_i, suffix), first, st,
+                                               start_i, suffix)});
             start_i += snippet_length;
             ++written;
         }

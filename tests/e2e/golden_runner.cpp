@@ -97,7 +97,9 @@ std::string png_summary(const std::string& png) {
     return "PNG picture, " + std::to_string(be32(16)) + " x " + std::to_string(be32(20)) + " pixels\n";
 }
 
-bool is_png_name(const std::string& name) { return name.size() > 4 && name.compare(name.size() - 4, 4, ".png") == 0; }
+bool is_png_name(const std::string& name) {
+    return name.size() > 4 && name.compare(name.size() - 4, 4, ".png") == 0;
+}
 
 struct run_result {
     int status = -1;
@@ -187,8 +189,8 @@ TEST_P(Golden, Case) {
     }
     const std::map<std::string, std::string> before = snapshot(work);
 
-    run_result r =
-        run_in(work, capture, BRANTEL_BIN, read_lines(case_dir / "args"), "brantel", read_lines(case_dir / "env"));
+    const std::vector<std::string> args = read_lines(case_dir / "args"), env = read_lines(case_dir / "env");
+    run_result r = run_in(work, capture, BRANTEL_BIN, args, "brantel", env);
     std::map<std::string, std::string> outputs;
     for (auto& [name, content] : snapshot(work)) {
         if (name == "logfile") continue;
