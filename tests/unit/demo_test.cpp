@@ -1,0 +1,60 @@
+// The demo behind `make demo`: it converts every bundled example into its
+// own folder of the demo directory, keeps the results with a quick-look
+// picture of each, and ends by saying where they are.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "temp_dir.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(Demo, KeepsEveryResultWithAPictureOutsideTheSourceTree) {
+    if (std::system("command -v gnuplot >/dev/null 2>&1") != 0) GTEST_SKIP() << "gnuplot is not installed";
+    temp_dir dir;
+    const fs::path demo = dir.path / "demo";
+    const std::string command = "cd \"" + dir.path.string() + "\" && bash \"" + SOURCE_DIR +
+                                "/examples/demo.sh\" \"" + BRANTEL_BIN + "\" \"" + demo.string() + "\" 2>&1";
+    FILE *p = ::popen(command.c_str(), "r");
+    ASSERT_NE(p, nullptr);
+    std::string output;
+    char buffer[4096];
+    std::size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, p)) > 0)
+        output.append(buffer, n);
+    const int status = ::pclose(p);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << output;
+
+    std::set<std::string> pictures;
+    for (const auto &e : fs::recursive_directory_iterator(demo))
+        if (e.path().extension() == ".png") pictures.insert(fs::relative(e.path(), demo).string());
+    const std::set<std::string> expected = {
+        "combined/vx24/arvola_20170714_024000.png",
+        "filtered/vx24/arvola_20170714_024000.png",
+        "four-columns/vx24/arvola_20170714_024000.png",
+        "snippets/vx24/arvola_20170714_024000.a.png",
+        "snippets/vx24/arvola_20170714_024000.b.png",
+        "tm4-two-columns/tm4/dovmark_20170714_024000.png",
+        "tspair/vx24/arvola_20170714_024000.png",
+        "vx16-binary/vx16/2016/05/20160504/e6050427.png",
+        "vx16-s128-slist/vx16/2016/05/20160505/d6050510.png",
+        "vx16-text-average/vx16/2016/05/20160504/e6050427.png",
+    };
+    EXPECT_EQ(pictures, expected);
+    EXPECT_TRUE(fs::exists(demo / "combined/vx24/arvola_20170714_024000.tm4"));
+    EXPECT_TRUE(fs::exists(demo / "vx16-s128-slist/vx16/2016/05/20160505/d6050510.channel2.slist.ascii"));
+    EXPECT_NE(output.find("The demo outputs are kept in " + fs::canonical(demo).string()), std::string::npos)
+        << output;
+    EXPECT_EQ(output.find("(exit status"), std::string::npos) << output;
+    for (const auto &e : fs::recursive_directory_iterator(fs::path(SOURCE_DIR) / "examples"))
+        EXPECT_NE(e.path().extension(), ".png") << e.path();
+}
+
+} // namespace
