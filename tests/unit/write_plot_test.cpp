@@ -240,13 +240,13 @@ namespace {
 TEST(WritePlot, FarTimesEndWithAPictureOrAMessage) {
     if (!gnuplot_on_path()) GTEST_SKIP() << "gnuplot is not installed";
     throwing_ends ends;
-    for (const series_t& time : {series_t{-1e12, 1e13}, series_t{1e17, 1e17}, series_t{-5.0, -4.95}}) {
+    for (const series_t &time : {series_t{-1e12, 1e13}, series_t{1e17, 1e17}, series_t{-5.0, -4.95}}) {
         temp_dir dir;
         const std::vector<series_t> data = {{1.0, 2.0}, {3.0, -1e300}};
         testing::internal::CaptureStderr();
         try {
             write_plot(dir.file("rec.png"), {time, data, 20.0, "x"}, 0, 2);
-        } catch (const VxFil::fatal_exit_called& e) {
+        } catch (const VxFil::fatal_exit_called &e) {
             EXPECT_EQ(e.status, 1);
         }
         const std::string err = testing::internal::GetCapturedStderr();
