@@ -20,6 +20,8 @@ int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
 const char* default_time_format;
+const char* target_directory;
+int identify;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -40,6 +42,8 @@ void reset_settings() {
     nrsamples = 0;
     _CRT_glob = 1;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+    target_directory = nullptr;
+    identify = 0;
 }
 
 namespace {

@@ -23,26 +23,19 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 
 } // namespace
 
-OutFile::OutFile(const std::filesystem::path& path)
+OutFile::OutFile(const std::filesystem::path &path)
     : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE) {
-    m_file = std::fopen(path.c_str(), "w");
-    if (m_file == nullptr) {
+    if (!m_file.open(path)) {
         std::cerr << "Can't open file " << path << "\n";
         end_process();
     }
-    // The buffering is ours; the stream passes every chunk straight on.
-    std::setvbuf(m_file, nullptr, _IONBF, 0);
-}
-
-OutFile::~OutFile() {
-    if (m_file != nullptr) close();
 }
 
 void OutFile::put(std::string_view text) {
     if (text.size() > m_capacity - m_used) {
         flush();
         if (text.size() > m_capacity) {
-            if (std::fwrite(text.data(), 1, text.size(), m_file) != text.size()) fail_write(errno);
+            if (!m_file.write(text.data(), text.size())) fail_write(errno);
             return;
         }
     }
@@ -50,7 +43,7 @@ void OutFile::put(std::string_view text) {
     m_used += text.size();
 }
 
-char* OutFile::reserve(std::size_t n) {
+char *OutFile::reserve(std::size_t n) {
     if (n > m_capacity - m_used) {
         flush();
         if (n > m_capacity) {
@@ -65,34 +58,45 @@ char* OutFile::reserve(std::size_t n) {
 void OutFile::put_fixed(double value, int precision) {
     commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
 }
-void OutFile::put_fixed(FixedColumn& column, double value) {
+void OutFile::put_fixed(FixedColumn &column, double value) {
     commit(column.format(reserve(fixed_text_max(column.precision())), value));
 }
-void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f(double value) {
+    commit(format_f(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_f0(double value) {
+    commit(format_f0(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_f12_0(double value) {
+    commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_g(double value) {
+    commit(format_g(reserve(SHORT_TEXT_MAX), value));
+}
+void OutFile::put_ld(long value) {
+    commit(format_ld(reserve(SHORT_TEXT_MAX), value));
+}
+void OutFile::put_trimmed(double value) {
+    commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value));
+}
 
 void OutFile::flush() {
     if (m_used == 0) return;
     errno = 0;
-    std::size_t written = std::fwrite(m_buffer.get(), 1, m_used, m_file);
-    if (written != m_used) fail_write(errno);
+    if (!m_file.write(m_buffer.get(), m_used)) fail_write(errno);
     m_used = 0;
 }
 
 void OutFile::close() {
-    if (m_file == nullptr) return;
+    if (!m_file.is_open()) return;
     flush();
-    FILE* f = m_file;
-    m_file = nullptr;
     errno = 0;
-    if (std::fclose(f) != 0) fail_write(errno);
+    if (!m_file.commit()) fail_write(errno);
 }
 
-void OutFile::fail_write(int error) const {
-    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
+void OutFile::fail_write(int error) {
+    m_file.abort();
+    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO)
+              << "\n";
     end_process();
 }
