@@ -85,7 +85,7 @@ std::string one_line(std::string text) {
         text.pop_back();
     for (char &c : text)
         if (c == '\n' || c == '\t' || c == '\r') c = ' ';
-    return text.empty() ? "the reader failed" : text;
+    return text.empty() ? "the reader stopped without a message" : text;
 }
 
 // Ends of the process that the readers and the tool's checks take are turned
