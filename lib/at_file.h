@@ -10,15 +10,15 @@
 // An argument file that includes itself, directly or through others,
 // nesting deeper than max_at_file_depth, or an expansion beyond the limits
 // below ends the process with one error line naming the file and status 1.
-int rebuild_argv(int *argc, char ***argv);
+int rebuild_argv(int* argc, char*** argv);
 
 // Adds one argument to argv at *argc (argv null: only counts), expanding it
 // when it names an argument file. Returns the number of argument-file lines
 // expanded below it. With argv non-null the caller provides the room.
-int add_arg_to_argv(int *argc, char **argv, const char *arg);
+int add_arg_to_argv(int* argc, char** argv, const char* arg);
 
 // Undoes rebuild_argv: frees the rebuilt vector and puts the old one back.
-int restore_argv(int *argc, char ***argv, int old_argc, char **old_argv);
+int restore_argv(int* argc, char*** argv, int old_argc, char** old_argv);
 
 // Deepest nesting of argument files that is followed.
 constexpr int max_at_file_depth = 16;

@@ -23,7 +23,7 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 
 } // namespace
 
-OutFile::OutFile(const std::filesystem::path &path)
+OutFile::OutFile(const std::filesystem::path& path)
     : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE) {
     if (!m_file.open(path)) {
         std::cerr << "Can't open file " << path << "\n";
@@ -43,7 +43,7 @@ void OutFile::put(std::string_view text) {
     m_used += text.size();
 }
 
-char *OutFile::reserve(std::size_t n) {
+char* OutFile::reserve(std::size_t n) {
     if (n > m_capacity - m_used) {
         flush();
         if (n > m_capacity) {
@@ -58,27 +58,15 @@ char *OutFile::reserve(std::size_t n) {
 void OutFile::put_fixed(double value, int precision) {
     commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
 }
-void OutFile::put_fixed(FixedColumn &column, double value) {
+void OutFile::put_fixed(FixedColumn& column, double value) {
     commit(column.format(reserve(fixed_text_max(column.precision())), value));
 }
-void OutFile::put_f(double value) {
-    commit(format_f(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_f0(double value) {
-    commit(format_f0(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_f12_0(double value) {
-    commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_g(double value) {
-    commit(format_g(reserve(SHORT_TEXT_MAX), value));
-}
-void OutFile::put_ld(long value) {
-    commit(format_ld(reserve(SHORT_TEXT_MAX), value));
-}
-void OutFile::put_trimmed(double value) {
-    commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value));
-}
+void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
 
 void OutFile::flush() {
     if (m_used == 0) return;
@@ -96,7 +84,6 @@ void OutFile::close() {
 
 void OutFile::fail_write(int error) {
     m_file.abort();
-    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO)
-              << "\n";
+    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
     end_process();
 }

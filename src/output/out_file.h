@@ -20,15 +20,15 @@
 #include "number_format.h"
 
 class OutFile {
-  public:
+public:
     // Opens `path` for writing (a temporary file until close()).
-    explicit OutFile(const std::filesystem::path &path);
+    explicit OutFile(const std::filesystem::path& path);
     // A file that was not closed (an exception unwinding through a writer)
     // is abandoned: its temporary file is removed.
     ~OutFile() = default;
 
-    OutFile(const OutFile &) = delete;
-    OutFile &operator=(const OutFile &) = delete;
+    OutFile(const OutFile&) = delete;
+    OutFile& operator=(const OutFile&) = delete;
 
     void put(char c) {
         if (m_used == m_capacity) flush();
@@ -37,27 +37,27 @@ class OutFile {
     void put(std::string_view text);
 
     // Numbers in the conversions of number_format.h.
-    void put_fixed(double value, int precision);       // "%-.*f"
-    void put_fixed(FixedColumn &column, double value); // "%-.*f" with the column's precision
-    void put_f(double value);                          // "%f"
-    void put_f0(double value);                         // "%.0f"
-    void put_f12_0(double value);                      // "%12.0f"
-    void put_g(double value);                          // "%g"
-    void put_ld(long value);                           // "%ld"
-    void put_trimmed(double value);                    // "%lf" without trailing zeros
+    void put_fixed(double value, int precision); // "%-.*f"
+    void put_fixed(FixedColumn& column, double value); // "%-.*f" with the column's precision
+    void put_f(double value);                    // "%f"
+    void put_f0(double value);                   // "%.0f"
+    void put_f12_0(double value);                // "%12.0f"
+    void put_g(double value);                    // "%g"
+    void put_ld(long value);                     // "%ld"
+    void put_trimmed(double value);              // "%lf" without trailing zeros
 
     // Writes the buffer out.
     void flush();
     // Writes the buffer out, closes the file and puts it under its final name.
     void close();
 
-    const std::filesystem::path &path() const { return m_path; }
+    const std::filesystem::path& path() const { return m_path; }
 
-  private:
+private:
     // Makes room for `n` more bytes and returns where they go; commit() then
     // records how many were written.
-    char *reserve(std::size_t n);
-    void commit(char *end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
+    char* reserve(std::size_t n);
+    void commit(char* end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
     [[noreturn]] void fail_write(int error);
 
     std::filesystem::path m_path;

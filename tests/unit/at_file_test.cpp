@@ -9,13 +9,12 @@
 namespace {
 
 std::vector<std::string> expand(std::vector<std::string> args) {
-    std::vector<char *> argv;
-    for (std::string &a : args)
-        argv.push_back(a.data());
+    std::vector<char*> argv;
+    for (std::string& a : args) argv.push_back(a.data());
     argv.push_back(nullptr);
     const int old_argc = static_cast<int>(args.size());
     int argc = old_argc;
-    char **v = argv.data();
+    char** v = argv.data();
     rebuild_argv(&argc, &v);
     std::vector<std::string> out(v, v + argc);
     EXPECT_EQ(v[argc], nullptr);
@@ -45,9 +44,9 @@ TEST(AtFile, MissingFileStaysAndVectorIsNotRebuilt) {
     temp_dir d;
     d.enter();
     std::string prog = "brantel", arg = "@missing";
-    char *argv[] = {prog.data(), arg.data(), nullptr};
+    char* argv[] = {prog.data(), arg.data(), nullptr};
     int argc = 2;
-    char **v = argv;
+    char** v = argv;
     rebuild_argv(&argc, &v);
     EXPECT_EQ(v, argv);
     EXPECT_EQ(argc, 2);
@@ -107,8 +106,7 @@ TEST(AtFile, IndirectSelfInclusionIsCaught) {
 TEST(AtFile, NestingDeeperThanSixteenIsRefused) {
     temp_dir d;
     d.enter();
-    for (int i = 0; i < 20; ++i)
-        d.write("l" + std::to_string(i), "@l" + std::to_string(i + 1) + "\n");
+    for (int i = 0; i < 20; ++i) d.write("l" + std::to_string(i), "@l" + std::to_string(i + 1) + "\n");
     d.write("l20", "end\n");
     EXPECT_EXIT(expand({"p", "@l0"}), testing::ExitedWithCode(1), "nested too deeply: l16\n");
 }
@@ -116,8 +114,7 @@ TEST(AtFile, NestingDeeperThanSixteenIsRefused) {
 TEST(AtFile, SixteenLevelsAreFollowed) {
     temp_dir d;
     d.enter();
-    for (int i = 0; i < 15; ++i)
-        d.write("l" + std::to_string(i), "@l" + std::to_string(i + 1) + "\n");
+    for (int i = 0; i < 15; ++i) d.write("l" + std::to_string(i), "@l" + std::to_string(i + 1) + "\n");
     d.write("l15", "end\n");
     EXPECT_EQ(expand({"p", "@l0"}), (std::vector<std::string>{"p", "end"}));
 }
@@ -134,8 +131,7 @@ TEST(AtFile, FileOfExactlySixtyFourMiBIsRead) {
     // 1024-byte lines: 65536 lines are 64 MiB exactly.
     const std::string line = std::string(1023, 'x') + "\n";
     std::string big;
-    for (int i = 0; i < 65536; ++i)
-        big += line;
+    for (int i = 0; i < 65536; ++i) big += line;
     ASSERT_EQ(big.size(), max_at_file_bytes + 0);
     d.write("big", big);
     EXPECT_EQ(expand({"p", "@big"}).size(), 65537u);
@@ -146,16 +142,14 @@ TEST(AtFile, FileOfExactlySixtyFourMiBIsRead) {
 TEST(AtFile, MoreThanAMillionArgumentsAreRefused) {
     temp_dir d;
     d.enter();
-    // Ten files of 100000 arguments are a million; one more argument is too many.
+    // Ten files of 100000 arguments are a million; with the program name that
+    // is one too many.
     std::string lines;
-    for (int i = 0; i < 100000; ++i)
-        lines += "a\n";
+    for (int i = 0; i < 100000; ++i) lines += "a\n";
     d.write("part", lines);
     std::string list;
-    for (int i = 0; i < 10; ++i)
-        list += "@part\n";
+    for (int i = 0; i < 10; ++i) list += "@part\n";
     d.write("million", list);
-    // The program name counts too: p plus a million is one beyond.
     EXPECT_EXIT(expand({"p", "@million"}), testing::ExitedWithCode(1),
                 "^Error: more than a million arguments from argument file: part\n$");
     d.write("fewer", list.substr(0, list.size() - 6) + "x\n");
@@ -167,9 +161,9 @@ TEST(AtFile, RestoreArgvPutsTheOldVectorBack) {
     d.enter();
     d.write("list", "a\n");
     std::string prog = "p", arg = "@list";
-    char *argv[] = {prog.data(), arg.data(), nullptr};
+    char* argv[] = {prog.data(), arg.data(), nullptr};
     int argc = 2;
-    char **v = argv;
+    char** v = argv;
     rebuild_argv(&argc, &v);
     ASSERT_NE(v, argv);
     restore_argv(&argc, &v, 2, argv);

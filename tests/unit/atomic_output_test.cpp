@@ -136,12 +136,16 @@ std::string *AtomicOutput::old_output = nullptr;
 std::string *AtomicOutput::new_output = nullptr;
 
 TEST_F(AtomicOutput, SigkillAtAnyPointLeavesOldOrNewComplete) {
-    // Kill points from before the run starts writing to after it is done.
+    // Kill points from the start of the run to past its end, spread over the
+    // time a whole run takes on this machine now.
+    const auto t0 = std::chrono::steady_clock::now();
+    ASSERT_EQ(run(work.path, new_args()), 0);
+    const auto whole = std::chrono::steady_clock::now() - t0;
     int saw_old = 0, saw_new = 0;
     for (int k = 0; k < 25; ++k) {
         put_old();
         pid_t pid = start(work.path, BRANTEL_BIN, new_args());
-        std::this_thread::sleep_for(std::chrono::microseconds(30000 * k));
+        std::this_thread::sleep_for(whole * k / 20);
         kill(pid, SIGKILL);
         wait_for(pid);
         const std::string now = read_file(work.file("day.tm4"));
