@@ -146,7 +146,7 @@ void apply_option(int c, char* prog) {
     case 'n':
         snippets = std::strtol(optarg, nullptr, 10);
         if (snippets < 1 || snippets > 26) {
-            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d ).\n", snippets, 26);
+            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d).\n", snippets, 26);
             usage_and_exit(prog, 1);
         }
         break;
