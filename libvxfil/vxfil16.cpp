@@ -180,6 +180,13 @@ void VXFIL16::load(VXFIL *reader, const char *name, double initial_basetime, con
         m_header.common.m_sample_freq_hz = vxfil->get_frequency();
         auto station = station_char2stationid.find(vxfil->get_station());
         m_header.header.m_station = station != station_char2stationid.end() ? station->second : unknown;
+        if (legacy.m_enabled && vxfil->m_station.empty()) {
+            // Without samples a station known from nowhere stays unknown.
+            try {
+                m_header.header.m_station = legacy_station(*vxfil, legacy, name);
+            } catch (const missing_station &) {
+            }
+        }
         m_data.assign(3, data_channel_type{});
         m_channels.clear();
         const int gain = vxfil->get_gain();

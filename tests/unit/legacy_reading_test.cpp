@@ -165,3 +165,18 @@ TEST_F(Legacy, VxdetectPassesTheOptionsOn) {
     ASSERT_TRUE(r);
     EXPECT_STREQ(r->station_name(), "dovmark2");
 }
+
+TEST_F(Legacy, ACommentAloneTakesTheStationItCan) {
+    // The reader choice needs 256 bytes; these end inside the first block.
+    const std::string bytes = fixtures::make_vx16_binary(oldest(0)) + std::string(300, '\0');
+    legacy_options opts;
+    opts.m_station = corsund2;
+    std::unique_ptr<VXFIL16> named, unnamed;
+    capture_stderr([&] {
+        named = load(archive_name, bytes, opts);
+        unnamed = load("data.dat", bytes, {});
+    });
+    EXPECT_TRUE(named->get_time().empty());
+    EXPECT_STREQ(named->station_name(), "corsund2");
+    EXPECT_STREQ(unnamed->station_name(), "unknown");
+}
