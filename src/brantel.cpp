@@ -19,10 +19,10 @@
 #include "entry.h"
 #include "err_printf.h"
 #include "logfile.h"
-#include "process_exit.h"
 #include "settings.h"
 #include "start_time_option.h"
 #include "station_option.h"
+#include "process_exit.h"
 
 namespace {
 

@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "process_exit.h"
 #include "run_state.h"
 #include "series.h"
 #include "settings.h"
 #include "vxfil/huge_pages.h"
 #include "vxfil/vxdetect.h"
+#include "process_exit.h"
 
 namespace {
 
