@@ -79,15 +79,18 @@ readme-picture: demo
 	cp $(BUILD)/demo/combined/vx24/arvola_20170714_024000.png doc/quicklook.png
 
 # Times the tool on a day and a week of recordings in every layout, against a
-# plain fprintf converter and the cost of writing the output bytes. Inputs and
-# outputs live in a temporary directory that is removed afterwards. A few
-# minutes; not part of `make test`.
+# plain fprintf converter and the cost of writing the output bytes; then the
+# archive driver's overhead per job and its throughput with --jobs 1 and 2.
+# Inputs and outputs live in a temporary directory that is removed afterwards.
+# A few minutes; not part of `make test`.
 BENCH_RUNS ?= 5
 bench: $(BUILD)/CMakeCache.txt
 	cmake -S . -B $(BUILD) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-fixture brantel-bench bench-fprintf-baseline bench-write-floor
 	$(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
 		--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
+	cmake --build $(BUILD) -j $(JOBS) --target user_scripts
+	bash bench/archive_bench.sh $(BUILD)/brantel-archive $(BUILD)/brantel $(BUILD)/brantel-fixture 3
 
 # Rewrites the expected files of the end-to-end cases from the current binary.
 # Review the diff before committing: expected files are never regenerated to

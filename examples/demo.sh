@@ -47,6 +47,8 @@ vx24b=vx24/arvola_20170714_024530.vx24
 vx16=vx16/2016/05/20160504/e6050427
 s128=vx16/2016/05/20160505/d6050510.dat
 tm4=tm4/dovmark_20170714_024000.tm4
+legacy=vx16/1993/11/19931102/b3110214.dat
+type1=vx16/1995/06/19950617/c5061733.txt
 
 step four-columns "$vx24a"
 run --quiet --plot "$vx24a"
@@ -79,6 +81,15 @@ show "$vx16.avg"
 step vx16-s128-slist "$s128"
 run --quiet --plot --slist "$s128"
 show "${s128%.*}.channel0.slist.ascii"
+
+# First-generation recordings: station, start and gain as the archive knows them.
+step vx16-legacy "$legacy"
+run --quiet --plot --legacy "$legacy"
+show "${legacy%.*}.tm4"
+
+step vx16-station-sample-times "$type1"
+run --quiet --plot --station arvola --sample-times -2 "$type1"
+show "${type1%.*}.channel0"
 
 # A TM4 input already has the four-column extension, so pick another layout.
 step tm4-two-columns "$tm4"

@@ -17,10 +17,15 @@ int no_comment;
 int nrsamples;
 int plot;
 int _CRT_glob;
+int legacy;
+int legacy_station;
+int sample_times;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
 const char* default_time_format;
+const char* target_directory;
+int identify;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -41,7 +46,12 @@ void reset_settings() {
     nrsamples = 0;
     plot = 0;
     _CRT_glob = 1;
+    legacy = 0;
+    legacy_station = -1;
+    sample_times = 0;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+    target_directory = nullptr;
+    identify = 0;
 }
 
 namespace {

@@ -1,14 +1,14 @@
 #include "write_plot.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <sstream>
 
+#include "atomic_file.h"
 #include "number_format.h"
 #include "plot_envelope.h"
 #include "plot_script.h"
@@ -48,28 +48,24 @@ std::string trimmed(double v) {
     return std::string(buffer, format_trimmed(buffer, v));
 }
 
-// The temporary file beside `path`: ".NAME.PID.N.tmp", created exclusively.
-int open_temporary(const fs::path &path, fs::path &temporary) {
-    const std::string stem = "." + path.filename().string() + "." + std::to_string(::getpid()) + ".";
-    for (int n = 0; n < 1000; ++n) {
-        temporary = path.parent_path() / (stem + std::to_string(n) + ".tmp");
-        const int fd = ::open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd >= 0 || errno != EEXIST) return fd;
-    }
-    return -1;
+// The bytes gnuplot wrote to `f`.
+std::string read_back(FILE *f) {
+    std::string bytes;
+    std::rewind(f);
+    char buffer[1 << 16];
+    std::size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0)
+        bytes.append(buffer, n);
+    return bytes;
 }
 
-[[noreturn]] void fail(const fs::path &temporary, const std::string &lines) {
-    ::unlink(temporary.c_str());
-    exit_with_line(lines);
+bool is_png(const std::string &bytes) {
+    return bytes.compare(0, 8, "\x89PNG\r\n\x1a\n", 8) == 0;
 }
 
-bool starts_as_png(int fd) {
-    static const unsigned char signature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
-    unsigned char head[8];
-    return ::pread(fd, head, sizeof head, 0) == static_cast<ssize_t>(sizeof head) &&
-           std::memcmp(head, signature, sizeof head) == 0;
-}
+struct file_closer {
+    void operator()(FILE *f) const { std::fclose(f); }
+};
 
 // The horizontal frame: the window's time range, widened a little when all
 // samples share one time so that the axis has a length.
@@ -137,19 +133,31 @@ std::string plot_time_label(double first, double last) {
 
 void write_plot(const fs::path &path, const plot_source &source, long start_i, long size,
                 const gnuplot_runner &run) {
-    fs::path temporary;
-    const int fd = open_temporary(path, temporary);
-    if (fd < 0) exit_with_line("Can't open file " + quoted(path) + "\n");
-    const gnuplot_result drawn = run(gnuplot_script(page_of(source, start_i, size)), fd);
-    const bool png = drawn.ok && starts_as_png(fd);
-    if (::close(fd) != 0 && png)
-        fail(temporary, "Error: Can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n");
+    // The output file is opened first, so that a place that cannot be written
+    // is refused before gnuplot runs; gnuplot draws into an anonymous file,
+    // whose bytes go to the output only when they are a picture.
+    AtomicFile out;
+    if (!out.open(path)) exit_with_line("Can't open file " + quoted(path) + "\n");
+    std::unique_ptr<FILE, file_closer> picture(std::tmpfile());
+    if (!picture) {
+        out.abort();
+        exit_with_line("Error: Can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n");
+    }
+    const gnuplot_result drawn = run(gnuplot_script(page_of(source, start_i, size)), fileno(picture.get()));
     if (!drawn.ok) {
+        out.abort();
         std::string messages = drawn.messages;
         if (!messages.empty() && messages.back() != '\n') messages += '\n';
-        fail(temporary, "Error: gnuplot could not draw " + quoted(path) + ":\n" + messages);
+        exit_with_line("Error: gnuplot could not draw " + quoted(path) + ":\n" + messages);
     }
-    if (!png) fail(temporary, "Error: gnuplot wrote no PNG picture for " + quoted(path) + "\n");
-    if (::rename(temporary.c_str(), path.c_str()) != 0)
-        fail(temporary, "Error: Can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n");
+    const std::string png = read_back(picture.get());
+    if (!is_png(png)) {
+        out.abort();
+        exit_with_line("Error: gnuplot wrote no PNG picture for " + quoted(path) + "\n");
+    }
+    if (!out.write(png.data(), png.size()) || !out.commit()) {
+        const int error = errno != 0 ? errno : EIO;
+        out.abort();
+        exit_with_line("Error: Can't write file " + quoted(path) + ": " + std::strerror(error) + "\n");
+    }
 }

@@ -1,7 +1,8 @@
 // The quick-look writer (--plot): one PNG picture of a window, one panel per
-// channel, drawn by gnuplot. The picture is written under a temporary name
-// in the same directory and renamed when gnuplot has succeeded, so a failed
-// or interrupted drawing never leaves a partial picture under the real name.
+// channel, drawn by gnuplot. The picture goes out like every output, through
+// the atomic output file (atomic_file.h), and only when gnuplot has succeeded,
+// so a failed or interrupted drawing never leaves a partial picture under the
+// real name.
 #pragma once
 
 #include <cstddef>

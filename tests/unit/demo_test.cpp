@@ -44,7 +44,9 @@ TEST(Demo, KeepsEveryResultWithAPictureOutsideTheSourceTree) {
         "tm4-two-columns/tm4/dovmark_20170714_024000.png",
         "tspair/vx24/arvola_20170714_024000.png",
         "vx16-binary/vx16/2016/05/20160504/e6050427.png",
+        "vx16-legacy/vx16/1993/11/19931102/b3110214.png",
         "vx16-s128-slist/vx16/2016/05/20160505/d6050510.png",
+        "vx16-station-sample-times/vx16/1995/06/19950617/c5061733.png",
         "vx16-text-average/vx16/2016/05/20160504/e6050427.png",
     };
     EXPECT_EQ(pictures, expected);
