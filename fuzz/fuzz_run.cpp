@@ -18,7 +18,7 @@
 #include "series.h"
 #include "settings.h"
 
-extern "C" int LLVMFuzzerInitialize(int*, char***) {
+extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     fuzz::init_process();
     if (chdir(fuzz::process_dir().c_str()) != 0) std::abort();
     std::error_code ec;
@@ -33,10 +33,10 @@ constexpr size_t option_bytes = 6;
 // Input names: the extension decides nothing (the probe reads the bytes), but
 // the name gives comment-headed recordings their date, and an output with
 // the input's own name must be refused.
-const char* const names[] = {"rec.vx24", "2016/05/20160504/e6050427.dat", "e6050427.txt", "rec.tm4",
-                             "d6050510.dat", "rec"};
+const char *const names[] = {
+    "rec.vx24", "2016/05/20160504/e6050427.dat", "e6050427.txt", "rec.tm4", "d6050510.dat", "rec"};
 
-void decode_options(const uint8_t* b) {
+void decode_options(const uint8_t *b) {
     reset_settings();
     output_type = static_cast<OUTPUT_TYPE>(b[0] & 7);
     time_in_minutes = (b[0] >> 3) & 3;
@@ -57,11 +57,21 @@ void decode_options(const uint8_t* b) {
     sec_decimals = (b[5] & 7) == 7 ? -1 : (b[5] & 7) * 3;
     if (output_type == OT_VXDAT && sec_decimals < 0) sec_decimals = 0;
     quiet = (b[5] >> 7) & 1;
+
+    // Byte 4 with both low bits set picks the binary miniSEED layout, with a
+    // record length of 256 to 32768 bytes and one of two network codes; its
+    // time unit is always seconds, as the command line allows no other.
+    if ((b[4] & 3) == 3) {
+        output_type = OT_MSEED;
+        time_in_minutes = TIME_SECONDS;
+        mseed_record_length = 256L << ((b[4] >> 2) & 7);
+        mseed_network = (b[4] & 32) ? "9Z" : "XX";
+    }
 }
 
-void remove_outputs(const std::string& keep) {
+void remove_outputs(const std::string &keep) {
     std::error_code ec;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(".", ec)) {
+    for (const auto &entry : std::filesystem::recursive_directory_iterator(".", ec)) {
         if (!entry.is_regular_file(ec)) continue;
         if (entry.path().lexically_normal() == std::filesystem::path(keep).lexically_normal()) continue;
         std::filesystem::remove(entry.path(), ec);
@@ -70,7 +80,7 @@ void remove_outputs(const std::string& keep) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < option_bytes) return 0;
     const std::string input = names[(data[5] >> 3) % (sizeof names / sizeof names[0])];
     if (!fuzz::write_file(input, data + option_bytes, size - option_bytes)) return 0;
@@ -80,8 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     int optind_copy = 0;
     try {
         brantel(files, optind_copy, 0);
-    } catch (const VxFil::fatal_exit_called&) {
-    } catch (const std::exception&) {
+    } catch (const VxFil::fatal_exit_called &) {
+    } catch (const std::exception &) {
     }
     remove_outputs(input);
     std::error_code ec;

@@ -3,6 +3,7 @@
 #include <getopt.h>
 
 #include <cctype>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -19,9 +20,10 @@
 #include "entry.h"
 #include "err_printf.h"
 #include "logfile.h"
+#include "mseed_codes.h"
+#include "process_exit.h"
 #include "settings.h"
 #include "start_time_option.h"
-#include "process_exit.h"
 
 namespace {
 
@@ -35,7 +37,10 @@ enum {
     OPT_VXDAT = 261,
     OPT_SEC_DECIMALS = 262,
     OPT_SLIST = 263,
-    OPT_TSPAIR = 264
+    OPT_TSPAIR = 264,
+    OPT_MSEED = 265,
+    OPT_NETWORK = 266,
+    OPT_RECORD_LENGTH = 267
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -66,10 +71,13 @@ const struct option long_opts[] = {
     {"help", no_argument, nullptr, 'h'},
     {"disable-globbing", no_argument, &_CRT_glob, 0},
     {"enable-globbing", no_argument, &_CRT_glob, 1},
+    {"mseed", no_argument, nullptr, OPT_MSEED},
+    {"network", required_argument, nullptr, OPT_NETWORK},
+    {"record-length", required_argument, nullptr, OPT_RECORD_LENGTH},
     {nullptr, 0, nullptr, 0},
 };
 
-const char* const help_lines[] = {
+const char *const help_lines[] = {
     " [-1|-2|-4] <fil.ext> [-c][-s][-r#]\n",
     " -c                    Combines files to a timeserie.\n",
     " -1                    1 column files, 3 files with time for each channel + 3 files with samples.\n",
@@ -92,57 +100,103 @@ const char* const help_lines[] = {
     " --quiet               No informative output\n",
 };
 
-[[noreturn]] void usage_and_exit(char* name, int status) {
+[[noreturn]] void usage_and_exit(char *name, int status) {
     Usage(name);
     std::fflush(stdout);
     process_exit(status);
 }
 
 // Prints an exception that escaped a conversion run and ends with status 1.
-[[noreturn]] void report_exception(const char* text) {
+[[noreturn]] void report_exception(const char *text) {
     std::string line = text;
     if (line.empty() || line.back() != '\n') line += '\n';
     exit_with_line(line);
 }
 
-void run_conversion(std::vector<std::filesystem::path>& names, int argc) {
+void run_conversion(std::vector<std::filesystem::path> &names, int argc) {
     try {
         brantel(names, optind, argc);
-    } catch (const std::exception& e) {
+    } catch (const std::exception &e) {
         report_exception(e.what());
     }
 }
 
 // Applies one option; bad values end the process.
-void apply_option(int c, char* prog) {
+void apply_option(int c, char *prog) {
     switch (c) {
-    case 0: break; // a flag entry stored its value itself
+    case 0:
+        break; // a flag entry stored its value itself
     case '1':
     case '6': // deliberately the same as -1
-    case OPT_NO_TIME: output_type = OT_ONECOLUMN; break;
+    case OPT_NO_TIME:
+        output_type = OT_ONECOLUMN;
+        break;
     case '2':
     case 't':
-    case OPT_TIME: output_type = OT_TWOCOLUMNS; break;
+    case OPT_TIME:
+        output_type = OT_TWOCOLUMNS;
+        break;
     case '4':
-    case OPT_ONE_FILE: output_type = OT_FOURCOLUMNS; break;
+    case OPT_ONE_FILE:
+        output_type = OT_FOURCOLUMNS;
+        break;
     case OPT_AMPLITUDE:
         output_type = OT_AMPLITUDE;
         remove_offset = 1;
         break;
-    case OPT_AVERAGE: output_type = OT_AVERAGE; break;
+    case OPT_AVERAGE:
+        output_type = OT_AVERAGE;
+        break;
     case OPT_VXDAT:
         output_type = OT_VXDAT;
         if (sec_decimals < 0) sec_decimals = 0;
         break;
-    case OPT_SLIST: output_type = OT_SLIST; break;
-    case OPT_TSPAIR: output_type = OT_TSPAIR; break;
-    case 'c': combine = 1; break;
-    case 'f': need_filter = 1; break;
-    case 'o': remove_offset = 1; break;
-    case 'u': upsample = std::strtol(optarg, nullptr, 10); break;
-    case 'z': global_scale = std::strtol(optarg, nullptr, 10); break;
+    case OPT_SLIST:
+        output_type = OT_SLIST;
+        break;
+    case OPT_TSPAIR:
+        output_type = OT_TSPAIR;
+        break;
+    case OPT_MSEED:
+        output_type = OT_MSEED;
+        break;
+    case OPT_NETWORK:
+        if (!valid_network_code(optarg))
+            exit_with_line(std::string("Error: network code (--network) must be 1 or 2 upper-case letters or "
+                                       "digits, not \"") +
+                           optarg + "\"\n");
+        mseed_network = optarg;
+        break;
+    case OPT_RECORD_LENGTH: {
+        char *end = nullptr;
+        errno = 0;
+        const long length = std::strtol(optarg, &end, 10);
+        if (end == optarg || *end != '\0' || errno != 0 || !valid_record_length(length))
+            exit_with_line(
+                std::string("Error: record length (--record-length) must be a power of two from 256 "
+                            "to 65536, not \"") +
+                optarg + "\"\n");
+        mseed_record_length = length;
+        break;
+    }
+    case 'c':
+        combine = 1;
+        break;
+    case 'f':
+        need_filter = 1;
+        break;
+    case 'o':
+        remove_offset = 1;
+        break;
+    case 'u':
+        upsample = std::strtol(optarg, nullptr, 10);
+        break;
+    case 'z':
+        global_scale = std::strtol(optarg, nullptr, 10);
+        break;
     case 'h':
-    case '?': usage_and_exit(prog, 0);
+    case '?':
+        usage_and_exit(prog, 0);
     case 'n':
         snippets = std::strtol(optarg, nullptr, 10);
         if (snippets < 1 || snippets > 26) {
@@ -175,20 +229,23 @@ void apply_option(int c, char* prog) {
         global_start_time = seconds;
         break;
     }
-    default: std::printf("?? getopt returned character code %d ??\n", c); break;
+    default:
+        std::printf("?? getopt returned character code %d ??\n", c);
+        break;
     }
 }
 
 } // namespace
 
-void Usage(char* name) {
-    const char* prog = std::strrchr(name, '\\');
+void Usage(char *name) {
+    const char *prog = std::strrchr(name, '\\');
     prog = prog ? prog + 1 : name;
     std::fputs(Version, stdout);
     std::fputs("\n\n", stdout);
     std::fputs("Usage:", stdout);
     std::fputs(prog, stdout);
-    for (const char* line : help_lines) std::fputs(line, stdout);
+    for (const char *line : help_lines)
+        std::fputs(line, stdout);
     std::fputs("\n", stdout);
     std::fputs(notice, stdout);
     std::fputs("\n", stdout);
@@ -196,12 +253,12 @@ void Usage(char* name) {
     std::fputs("\n", stdout);
 }
 
-int brantel_main(int argc, char** argv) {
+int brantel_main(int argc, char **argv) {
     std::setlocale(LC_TIME, "C");
     putenv(TZ);
     tzset();
     const int given_argc = argc;
-    char** const given_argv = argv;
+    char **const given_argv = argv;
     rebuild_argv(&argc, &argv);
     logfile(argc, argv);
     global_scale = 1;
@@ -213,6 +270,11 @@ int brantel_main(int argc, char** argv) {
         apply_option(c, argv[0]);
     }
 
+    // The binary miniSEED layout carries absolute times; a time column in
+    // minutes or of the day has no place in it.
+    if (output_type == OT_MSEED && time_in_minutes != TIME_SECONDS)
+        exit_with_line("Error: --mseed writes absolute times; --minutes, --seconds-in-day and "
+                       "--minutes-in-day cannot be used with it\n");
     if (snippets >= 2 && snippet_length == 0) {
         ERR_PRINTF("Error: You need to supply the length of each snippet (-l #)\n");
         process_exit(1);
@@ -224,7 +286,8 @@ int brantel_main(int argc, char** argv) {
     std::vector<std::filesystem::path> names;
     if (combine) {
         std::printf("Combining\n");
-        for (; optind < argc; ++optind) names.emplace_back(argv[optind]);
+        for (; optind < argc; ++optind)
+            names.emplace_back(argv[optind]);
         run_conversion(names, argc);
     } else {
         while (optind < argc) {

@@ -6,11 +6,12 @@
 #include "brantel.h"
 #include "conditioning.h"
 #include "miniseed.h"
+#include "mseed_segments.h"
 #include "run_state.h"
 #include "series.h"
 #include "settings.h"
 
-int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int /*argc*/) {
+int brantel(std::vector<std::filesystem::path> &names, int & /*optind_ref*/, int /*argc*/) {
     // Every run starts from empty series; a length or scale that one run
     // derives from its data does not carry over to the next file.
     const long given_length = snippet_length;
@@ -21,10 +22,13 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
 
     run_state st;
     load_recordings(names, st);
+    // Segments follow the recorded time axis, before resampling interpolates it.
+    if (output_type == OT_MSEED) st.segment_breaks = segment_breaks(time_array, st.freq);
     condition_series();
 
     if (time_in_minutes != TIME_SECONDS) {
-        for (double& t : time_array) t = time_convert(t);
+        for (double &t : time_array)
+            t = time_convert(t);
         st.freq = st.freq / time_convert(1.0);
     }
 

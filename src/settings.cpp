@@ -19,7 +19,9 @@ int _CRT_glob;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
-const char* default_time_format;
+const char *default_time_format;
+std::string mseed_network;
+long mseed_record_length;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -40,6 +42,9 @@ void reset_settings() {
     nrsamples = 0;
     _CRT_glob = 1;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+    // "XX" is the network code for test and unregistered data.
+    mseed_network = "XX";
+    mseed_record_length = 4096;
 }
 
 namespace {

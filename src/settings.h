@@ -2,6 +2,7 @@
 // the conversion run, the conditioning steps and the writers.
 #pragma once
 
+#include <string>
 #include <vector>
 
 // Output layout.
@@ -14,15 +15,16 @@ enum OUTPUT_TYPE {
     OT_VXDAT = 5,       // legacy dat file of 512-sample blocks
     OT_SLIST = 6,       // miniSEED ASCII SLIST
     OT_TSPAIR = 7,      // miniSEED ASCII TSPAIR
-    OT_LAST = 8         // end marker, never selected
+    OT_MSEED = 8,       // binary miniSEED 2 records, every channel in one file
+    OT_LAST = 9         // end marker, never selected
 };
 
 // Unit of the time column, held in time_in_minutes.
 enum {
-    TIME_SECONDS = 0,      // seconds (default)
-    TIME_MINUTES = 1,      // minutes instead of seconds
-    TIME_SECONDS_DAY = 2,  // seconds of the day, [0, 86400)
-    TIME_MINUTES_DAY = 3   // minutes of the day, [0, 1440)
+    TIME_SECONDS = 0,     // seconds (default)
+    TIME_MINUTES = 1,     // minutes instead of seconds
+    TIME_SECONDS_DAY = 2, // seconds of the day, [0, 86400)
+    TIME_MINUTES_DAY = 3  // minutes of the day, [0, 1440)
 };
 
 // Length of fixed text buffers such as the comment line.
@@ -32,7 +34,7 @@ extern OUTPUT_TYPE output_type;
 extern int time_in_minutes;
 extern long sec_decimals; // negative: choose the time decimals automatically
 extern long snippets;
-extern long snippet_length; // 0: to the end of the data
+extern long snippet_length;    // 0: to the end of the data
 extern long global_start_time; // seconds of the day; 0: start of file
 extern int combine;
 extern int remove_offset;
@@ -47,7 +49,11 @@ extern int _CRT_glob;
 extern int oldfiles;
 extern int __reads;
 extern char TZ[7];
-extern const char* default_time_format;
+extern const char *default_time_format;
+// Network code of the binary miniSEED layout (--network), 1 or 2 characters.
+extern std::string mseed_network;
+// Length of its records in bytes (--record-length), a power of two.
+extern long mseed_record_length;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

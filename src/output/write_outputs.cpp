@@ -10,11 +10,15 @@
 #include <vector>
 
 #include "miniseed.h"
+#include "mseed_codes.h"
+#include "mseed_records.h"
+#include "mseed_segments.h"
+#include "process_exit.h"
 #include "run_state.h"
 #include "series.h"
+#include "settings.h"
 #include "time_format.h"
 #include "writers.h"
-#include "process_exit.h"
 
 namespace {
 
@@ -32,21 +36,23 @@ struct window_plan {
     std::vector<write_job> jobs;
 };
 
-fs::path output_name(const fs::path& first_input, const std::string& extension) {
+fs::path output_name(const fs::path &first_input, const std::string &extension) {
     fs::path p = first_input;
     p.replace_extension(extension);
     return p;
 }
 
-std::string snippet_suffix(long i) { return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : ""; }
+std::string snippet_suffix(long i) {
+    return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : "";
+}
 
 // Series that a writer reads must reach the end of the window.
-void check_series_length(const fs::path& first_input, long end) {
+void check_series_length(const fs::path &first_input, long end) {
     for (size_t ch = 0; ch < data.size(); ++ch)
         if (static_cast<long>(data[ch].size()) < end) {
-            exit_with_line("Error: channel " + std::to_string(ch) + " of \"" + first_input.string() + "\" holds " +
-                           std::to_string(data[ch].size()) + " samples, fewer than the " + std::to_string(end) +
-                           " of the time axis\n");
+            exit_with_line("Error: channel " + std::to_string(ch) + " of \"" + first_input.string() +
+                           "\" holds " + std::to_string(data[ch].size()) + " samples, fewer than the " +
+                           std::to_string(end) + " of the time axis\n");
         }
 }
 
@@ -54,25 +60,28 @@ void check_series_length(const fs::path& first_input, long end) {
 // when empty, and a short series adds only what it has.
 series_t average_series() {
     series_t avg(static_cast<size_t>(samples), 0.0);
-    for (const series_t& s : data) {
+    for (const series_t &s : data) {
         size_t n = std::min(s.size(), avg.size());
-        for (size_t i = 0; i < n; ++i) avg[i] += s[i];
+        for (size_t i = 0; i < n; ++i)
+            avg[i] += s[i];
     }
     const double count = static_cast<double>(data.size());
-    for (double& v : avg) v /= count;
+    for (double &v : avg)
+        v /= count;
     return avg;
 }
 
 // An output must never replace one of the inputs (a TM4 input "rec.tm4" and
 // the default four-column output "rec.tm4", say): refuse before writing.
-void refuse_outputs_over_inputs(const std::vector<window_plan>& plan, const run_state& st) {
-    for (const window_plan& w : plan)
-        for (const write_job& job : w.jobs) {
+void refuse_outputs_over_inputs(const std::vector<window_plan> &plan, const run_state &st) {
+    for (const window_plan &w : plan)
+        for (const write_job &job : w.jobs) {
             struct stat sb {};
             if (::stat(job.path.c_str(), &sb) != 0) continue;
-            for (const auto& [dev, ino] : st.inputs)
+            for (const auto &[dev, ino] : st.inputs)
                 if (sb.st_dev == dev && sb.st_ino == ino)
-                    exit_with_line("Error: output file \"" + job.path.string() + "\" is one of the input files\n");
+                    exit_with_line("Error: output file \"" + job.path.string() +
+                                   "\" is one of the input files\n");
         }
 }
 
@@ -80,74 +89,163 @@ void print_debug_window(long start_i, long size) {
     if (debug) std::cerr << time_array[start_i] << " - " << time_array[start_i + size - 1] << "\n";
 }
 
-// The files of one window of the column layouts.
-std::vector<write_job> column_jobs(const fs::path& first, const run_state& st, const series_t& avg, long start_i,
-                                   const std::string& suffix) {
-    const long len = snippet_length;
-    const double stm = time_array[start_i];
-    const double freq = st.freq;
-    const char* comment = no_comment ? nullptr : st.comment;
+// What a layout needs to plan the files of one window.
+struct window_request {
+    const fs::path &first; // the first input, after which every output is named
+    const run_state &st;
+    const series_t &avg; // the average series (average layout only)
+    long start_i;
+    std::string suffix; // the snippet letter, or empty
+};
+
+// The pieces every column layout passes to its writer.
+struct column_args {
+    long len;
+    double stm;
+    double freq;
+    const char *comment;
+};
+
+column_args column_args_of(const window_request &w) {
+    return {snippet_length, time_array[w.start_i], w.st.freq, no_comment ? nullptr : w.st.comment};
+}
+
+// A layout of one file per window written by one of the all-channel writers.
+template <auto writer> std::vector<write_job> one_file(const window_request &w, const std::string &ext) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    fs::path p = output_name(w.first, ext + w.suffix);
+    return {{p, [=] { writer(p, time_array, data, start_i, a.len, a.stm, a.freq, a.comment); }}};
+}
+
+std::vector<write_job> per_channel_jobs(const window_request &w) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
     std::vector<write_job> jobs;
-    auto per_channel = [&] {
-        for (size_t ch = 0; ch < data.size(); ++ch) {
-            fs::path p = output_name(first, "channel" + std::to_string(ch) + suffix);
-            jobs.push_back({p, [=] { write_tm(p, data[ch], time_array, start_i, len, stm, freq, comment); }});
-        }
-    };
-    auto one_file = [&](const std::string& ext, auto writer) {
-        fs::path p = output_name(first, ext + suffix);
-        jobs.push_back({p, [=] { writer(p, time_array, data, start_i, len, stm, freq, comment); }});
-    };
-    switch (output_type) {
-    case OT_TWOCOLUMNS: per_channel(); break;
-    case OT_FOURCOLUMNS: one_file("tm4", write_all); break;
-    case OT_VXDAT: one_file("vxdat", write_vxdat); break;
-    case OT_AVERAGE: {
-        fs::path p = output_name(first, "avg" + suffix);
-        jobs.push_back({p, [=, &avg] { write_tm(p, avg, time_array, start_i, len, stm, freq, comment); }});
-        break;
-    }
-    case OT_AMPLITUDE: one_file("tm4", write_amplitude); break; // the same extension as four columns
-    case OT_ONECOLUMN: {
-        per_channel();
-        fs::path p = output_name(first, "time" + suffix);
-        jobs.push_back({p, [=] { write_time(p, time_array, start_i, len, stm, freq, comment); }});
-        break;
-    }
-    default: break;
+    for (size_t ch = 0; ch < data.size(); ++ch) {
+        fs::path p = output_name(w.first, "channel" + std::to_string(ch) + w.suffix);
+        jobs.push_back(
+            {p, [=] { write_tm(p, data[ch], time_array, start_i, a.len, a.stm, a.freq, a.comment); }});
     }
     return jobs;
 }
 
-// The miniSEED ASCII layouts: one file per channel, one window only, headed
-// by the format's own TIMESERIES line (written also without comments).
-std::vector<write_job> miniseed_jobs(const fs::path& first, const run_state& st, long start_i) {
+std::vector<write_job> one_column_jobs(const window_request &w) {
+    std::vector<write_job> jobs = per_channel_jobs(w);
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    fs::path p = output_name(w.first, "time" + w.suffix);
+    jobs.push_back({p, [=] { write_time(p, time_array, start_i, a.len, a.stm, a.freq, a.comment); }});
+    return jobs;
+}
+
+std::vector<write_job> four_column_jobs(const window_request &w) {
+    return one_file<write_all>(w, "tm4");
+}
+
+// Deliberately the same extension as the four-column layout.
+std::vector<write_job> amplitude_jobs(const window_request &w) {
+    return one_file<write_amplitude>(w, "tm4");
+}
+
+std::vector<write_job> vxdat_jobs(const window_request &w) {
+    return one_file<write_vxdat>(w, "vxdat");
+}
+
+std::vector<write_job> average_jobs(const window_request &w) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    const series_t *avg = &w.avg;
+    fs::path p = output_name(w.first, "avg" + w.suffix);
+    return {{p, [=] { write_tm(p, *avg, time_array, start_i, a.len, a.stm, a.freq, a.comment); }}};
+}
+
+// The miniSEED ASCII layouts: one file per channel, headed by the format's
+// own TIMESERIES line (written also without comments).
+std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
     const bool tspair = output_type == OT_TSPAIR;
     char start[160];
-    strftime_us(start, sizeof start, "%Y-%m-%dT%H:%M:%S", time_array[start_i]);
+    strftime_us(start, sizeof start, "%Y-%m-%dT%H:%M:%S", time_array[w.start_i]);
     std::string net, sta, loc, chan;
-    miniseed_name(st.station, &net, &sta, &loc, &chan);
+    miniseed_name(w.st.station, &net, &sta, &loc, &chan);
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
     std::vector<write_job> jobs;
     for (size_t ch = 0; ch < data.size(); ++ch) {
         std::string series_name = net + "_" + sta + std::to_string(ch + 1) + "_" + loc + "_" + chan;
         char header[512];
         std::snprintf(header, sizeof header, "TIMESERIES %s, %ld samples, %f sps, %s, %s, INTEGER",
-                      series_name.c_str(), snippet_length, st.freq, start, tspair ? "TSPAIR" : "SLIST");
+                      series_name.c_str(), snippet_length, a.freq, start, tspair ? "TSPAIR" : "SLIST");
         std::string head = header;
-        fs::path p = output_name(first, "channel" + std::to_string(ch) + (tspair ? ".tspair.ascii" : ".slist.ascii"));
-        const long len = snippet_length;
-        const double stm = time_array[start_i];
-        const double freq = st.freq;
-        jobs.push_back({p, [=] { write_tm(p, data[ch], time_array, start_i, len, stm, freq, head.c_str()); }});
+        fs::path p = output_name(w.first, "channel" + std::to_string(ch) +
+                                              (tspair ? ".tspair.ascii" : ".slist.ascii"));
+        jobs.push_back(
+            {p, [=] { write_tm(p, data[ch], time_array, start_i, a.len, a.stm, a.freq, head.c_str()); }});
     }
     return jobs;
 }
 
+// The binary miniSEED layout: one file per window with every channel. The
+// written rate is the recording's times the upsampling factor; codes that
+// miniSEED cannot hold and times it cannot carry are refused here, before
+// any file is written.
+std::vector<write_job> mseed_jobs(const window_request &w) {
+    const long up = upsample > 0 ? upsample : 1;
+    mseed_file file;
+    file.network = mseed_network;
+    file.rate = w.st.freq * static_cast<double>(up);
+    file.channel = channel_code(file.rate);
+    file.record_length = static_cast<int>(mseed_record_length);
+    for (size_t ch = 0; ch < data.size(); ++ch) {
+        file.stations.push_back(station_code(w.st.station, ch));
+        if (file.stations.back().size() > MAX_STATION_CODE)
+            exit_with_line("Error: \"" + w.first.string() + "\" has " + std::to_string(data.size()) +
+                           " channels; station code \"" + file.stations.back() +
+                           "\" is longer than the 5 characters miniSEED allows\n");
+    }
+    file.segments = window_segments(w.st.segment_breaks, up, samples, w.start_i, snippet_length);
+    for (const sample_range &seg : file.segments)
+        for (long i = seg.begin; i < seg.end; ++i)
+            if (!writable_time(time_array[static_cast<size_t>(i)]))
+                exit_with_line("Error: time " + std::to_string(time_array[static_cast<size_t>(i)]) +
+                               " of \"" + w.first.string() +
+                               "\" is outside the years 1900 to 2100 that miniSEED holds\n");
+    fs::path p = output_name(w.first, w.suffix.empty() ? "mseed" : w.suffix + ".mseed");
+    return {{p, [=] { write_mseed(p, data, time_array, file); }}};
+}
+
+// One entry per layout: how it names and writes the files of one window.
+struct layout {
+    OUTPUT_TYPE type;
+    bool snippets;             // false: one window only, whatever -n says
+    bool reads_channel_series; // the channel series must reach the end of the window
+    std::vector<write_job> (*plan)(const window_request &);
+};
+
+constexpr layout LAYOUTS[] = {
+    {OT_ONECOLUMN, true, true, one_column_jobs},
+    {OT_TWOCOLUMNS, true, true, per_channel_jobs},
+    {OT_FOURCOLUMNS, true, true, four_column_jobs},
+    {OT_AMPLITUDE, true, true, amplitude_jobs},
+    {OT_AVERAGE, true, false, average_jobs},
+    {OT_VXDAT, true, true, vxdat_jobs},
+    {OT_SLIST, false, true, miniseed_ascii_jobs},
+    {OT_TSPAIR, false, true, miniseed_ascii_jobs},
+    {OT_MSEED, true, true, mseed_jobs},
+};
+
+const layout *find_layout(OUTPUT_TYPE type) {
+    for (const layout &l : LAYOUTS)
+        if (l.type == type) return &l;
+    return nullptr;
+}
+
 } // namespace
 
-void write_outputs(const std::vector<fs::path>& names, const run_state& st, long start_i) {
-    const fs::path& first = names.front();
-    const bool miniseed = output_type == OT_SLIST || output_type == OT_TSPAIR;
+void write_outputs(const std::vector<fs::path> &names, const run_state &st, long start_i) {
+    const layout *chosen = find_layout(output_type);
+    if (chosen == nullptr) return;
+    const fs::path &first = names.front();
     series_t avg;
     if (output_type == OT_AVERAGE) avg = average_series();
 
@@ -155,25 +253,27 @@ void write_outputs(const std::vector<fs::path>& names, const run_state& st, long
     std::vector<window_plan> plan;
     long written = 0;
     bool stopped_early = false;
-    if (miniseed) {
-        plan.push_back({start_i, miniseed_jobs(first, st, start_i)});
+    if (!chosen->snippets) {
+        plan.push_back({start_i, chosen->plan({first, st, avg, start_i, ""})});
     } else {
         for (long i = 0; i < snippets; ++i) {
             if (snippet_length > samples - start_i) {
                 stopped_early = true;
                 break;
             }
-            plan.push_back({start_i, column_jobs(first, st, avg, start_i, snippet_suffix(i))});
+            plan.push_back({start_i, chosen->plan({first, st, avg, start_i, snippet_suffix(i)})});
             start_i += snippet_length;
             ++written;
         }
     }
     refuse_outputs_over_inputs(plan, st);
-    if (output_type != OT_AVERAGE && !plan.empty()) check_series_length(first, plan.back().start_i + snippet_length);
+    if (chosen->reads_channel_series && !plan.empty())
+        check_series_length(first, plan.back().start_i + snippet_length);
 
-    for (const window_plan& w : plan) {
+    for (const window_plan &w : plan) {
         print_debug_window(w.start_i, snippet_length);
-        for (const write_job& job : w.jobs) job.write();
+        for (const write_job &job : w.jobs)
+            job.write();
     }
     if (stopped_early)
         std::cerr << "Warning: only " << written << " of " << snippets << " snippets produced\n";
