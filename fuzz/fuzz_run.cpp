@@ -18,7 +18,7 @@
 #include "series.h"
 #include "settings.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***) {
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
     fuzz::init_process();
     if (chdir(fuzz::process_dir().c_str()) != 0) std::abort();
     std::error_code ec;
@@ -33,10 +33,10 @@ constexpr size_t option_bytes = 6;
 // Input names: the extension decides nothing (the probe reads the bytes), but
 // the name gives comment-headed recordings their date, and an output with
 // the input's own name must be refused.
-const char *const names[] = {
-    "rec.vx24", "2016/05/20160504/e6050427.dat", "e6050427.txt", "rec.tm4", "d6050510.dat", "rec"};
+const char* const names[] = {"rec.vx24", "2016/05/20160504/e6050427.dat", "e6050427.txt", "rec.tm4",
+                             "d6050510.dat", "rec"};
 
-void decode_options(const uint8_t *b) {
+void decode_options(const uint8_t* b) {
     reset_settings();
     output_type = static_cast<OUTPUT_TYPE>(b[0] & 7);
     time_in_minutes = (b[0] >> 3) & 3;
@@ -69,9 +69,9 @@ void decode_options(const uint8_t *b) {
     }
 }
 
-void remove_outputs(const std::string &keep) {
+void remove_outputs(const std::string& keep) {
     std::error_code ec;
-    for (const auto &entry : std::filesystem::recursive_directory_iterator(".", ec)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(".", ec)) {
         if (!entry.is_regular_file(ec)) continue;
         if (entry.path().lexically_normal() == std::filesystem::path(keep).lexically_normal()) continue;
         std::filesystem::remove(entry.path(), ec);
@@ -80,7 +80,7 @@ void remove_outputs(const std::string &keep) {
 
 } // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < option_bytes) return 0;
     const std::string input = names[(data[5] >> 3) % (sizeof names / sizeof names[0])];
     if (!fuzz::write_file(input, data + option_bytes, size - option_bytes)) return 0;
@@ -90,8 +90,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     int optind_copy = 0;
     try {
         brantel(files, optind_copy, 0);
-    } catch (const VxFil::fatal_exit_called &) {
-    } catch (const std::exception &) {
+    } catch (const VxFil::fatal_exit_called&) {
+    } catch (const std::exception&) {
     }
     remove_outputs(input);
     std::error_code ec;

@@ -77,7 +77,7 @@ const struct option long_opts[] = {
     {nullptr, 0, nullptr, 0},
 };
 
-const char *const help_lines[] = {
+const char* const help_lines[] = {
     " [-1|-2|-4] <fil.ext> [-c][-s][-r#]\n",
     " -c                    Combines files to a timeserie.\n",
     " -1                    1 column files, 3 files with time for each channel + 3 files with samples.\n",
@@ -100,63 +100,50 @@ const char *const help_lines[] = {
     " --quiet               No informative output\n",
 };
 
-[[noreturn]] void usage_and_exit(char *name, int status) {
+[[noreturn]] void usage_and_exit(char* name, int status) {
     Usage(name);
     std::fflush(stdout);
     process_exit(status);
 }
 
 // Prints an exception that escaped a conversion run and ends with status 1.
-[[noreturn]] void report_exception(const char *text) {
+[[noreturn]] void report_exception(const char* text) {
     std::string line = text;
     if (line.empty() || line.back() != '\n') line += '\n';
     exit_with_line(line);
 }
 
-void run_conversion(std::vector<std::filesystem::path> &names, int argc) {
+void run_conversion(std::vector<std::filesystem::path>& names, int argc) {
     try {
         brantel(names, optind, argc);
-    } catch (const std::exception &e) {
+    } catch (const std::exception& e) {
         report_exception(e.what());
     }
 }
 
 // Applies one option; bad values end the process.
-void apply_option(int c, char *prog) {
+void apply_option(int c, char* prog) {
     switch (c) {
-    case 0:
-        break; // a flag entry stored its value itself
+    case 0: break; // a flag entry stored its value itself
     case '1':
     case '6': // deliberately the same as -1
-    case OPT_NO_TIME:
-        output_type = OT_ONECOLUMN;
-        break;
+    case OPT_NO_TIME: output_type = OT_ONECOLUMN; break;
     case '2':
     case 't':
-    case OPT_TIME:
-        output_type = OT_TWOCOLUMNS;
-        break;
+    case OPT_TIME: output_type = OT_TWOCOLUMNS; break;
     case '4':
-    case OPT_ONE_FILE:
-        output_type = OT_FOURCOLUMNS;
-        break;
+    case OPT_ONE_FILE: output_type = OT_FOURCOLUMNS; break;
     case OPT_AMPLITUDE:
         output_type = OT_AMPLITUDE;
         remove_offset = 1;
         break;
-    case OPT_AVERAGE:
-        output_type = OT_AVERAGE;
-        break;
+    case OPT_AVERAGE: output_type = OT_AVERAGE; break;
     case OPT_VXDAT:
         output_type = OT_VXDAT;
         if (sec_decimals < 0) sec_decimals = 0;
         break;
-    case OPT_SLIST:
-        output_type = OT_SLIST;
-        break;
-    case OPT_TSPAIR:
-        output_type = OT_TSPAIR;
-        break;
+    case OPT_SLIST: output_type = OT_SLIST; break;
+    case OPT_TSPAIR: output_type = OT_TSPAIR; break;
     case OPT_MSEED:
         output_type = OT_MSEED;
         break;
@@ -179,24 +166,13 @@ void apply_option(int c, char *prog) {
         mseed_record_length = length;
         break;
     }
-    case 'c':
-        combine = 1;
-        break;
-    case 'f':
-        need_filter = 1;
-        break;
-    case 'o':
-        remove_offset = 1;
-        break;
-    case 'u':
-        upsample = std::strtol(optarg, nullptr, 10);
-        break;
-    case 'z':
-        global_scale = std::strtol(optarg, nullptr, 10);
-        break;
+    case 'c': combine = 1; break;
+    case 'f': need_filter = 1; break;
+    case 'o': remove_offset = 1; break;
+    case 'u': upsample = std::strtol(optarg, nullptr, 10); break;
+    case 'z': global_scale = std::strtol(optarg, nullptr, 10); break;
     case 'h':
-    case '?':
-        usage_and_exit(prog, 0);
+    case '?': usage_and_exit(prog, 0);
     case 'n':
         snippets = std::strtol(optarg, nullptr, 10);
         if (snippets < 1 || snippets > 26) {
@@ -229,23 +205,20 @@ void apply_option(int c, char *prog) {
         global_start_time = seconds;
         break;
     }
-    default:
-        std::printf("?? getopt returned character code %d ??\n", c);
-        break;
+    default: std::printf("?? getopt returned character code %d ??\n", c); break;
     }
 }
 
 } // namespace
 
-void Usage(char *name) {
-    const char *prog = std::strrchr(name, '\\');
+void Usage(char* name) {
+    const char* prog = std::strrchr(name, '\\');
     prog = prog ? prog + 1 : name;
     std::fputs(Version, stdout);
     std::fputs("\n\n", stdout);
     std::fputs("Usage:", stdout);
     std::fputs(prog, stdout);
-    for (const char *line : help_lines)
-        std::fputs(line, stdout);
+    for (const char* line : help_lines) std::fputs(line, stdout);
     std::fputs("\n", stdout);
     std::fputs(notice, stdout);
     std::fputs("\n", stdout);
@@ -253,12 +226,12 @@ void Usage(char *name) {
     std::fputs("\n", stdout);
 }
 
-int brantel_main(int argc, char **argv) {
+int brantel_main(int argc, char** argv) {
     std::setlocale(LC_TIME, "C");
     putenv(TZ);
     tzset();
     const int given_argc = argc;
-    char **const given_argv = argv;
+    char** const given_argv = argv;
     rebuild_argv(&argc, &argv);
     logfile(argc, argv);
     global_scale = 1;
@@ -286,8 +259,7 @@ int brantel_main(int argc, char **argv) {
     std::vector<std::filesystem::path> names;
     if (combine) {
         std::printf("Combining\n");
-        for (; optind < argc; ++optind)
-            names.emplace_back(argv[optind]);
+        for (; optind < argc; ++optind) names.emplace_back(argv[optind]);
         run_conversion(names, argc);
     } else {
         while (optind < argc) {

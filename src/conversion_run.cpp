@@ -11,7 +11,7 @@
 #include "series.h"
 #include "settings.h"
 
-int brantel(std::vector<std::filesystem::path> &names, int & /*optind_ref*/, int /*argc*/) {
+int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int /*argc*/) {
     // Every run starts from empty series; a length or scale that one run
     // derives from its data does not carry over to the next file.
     const long given_length = snippet_length;
@@ -27,8 +27,7 @@ int brantel(std::vector<std::filesystem::path> &names, int & /*optind_ref*/, int
     condition_series();
 
     if (time_in_minutes != TIME_SECONDS) {
-        for (double &t : time_array)
-            t = time_convert(t);
+        for (double& t : time_array) t = time_convert(t);
         st.freq = st.freq / time_convert(1.0);
     }
 

@@ -12,8 +12,8 @@
 #include "settings.h"
 
 struct run_state {
-    double freq = -1.0;        // sample rate of the first file (per second, or per minute)
-    std::string station;       // station name of the first file
+    double freq = -1.0;       // sample rate of the first file (per second, or per minute)
+    std::string station;      // station name of the first file
     char comment[STRLEN] = {}; // the comment line the writers put first
     // Device and inode of every input, so that no output overwrites one.
     std::vector<std::pair<dev_t, ino_t>> inputs;
@@ -23,11 +23,11 @@ struct run_state {
 };
 
 // Reads every named recording and appends it to data and time_array.
-void load_recordings(const std::vector<std::filesystem::path> &names, run_state &st);
+void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st);
 
 // Index of the first sample to write, from the -s time of day; prints the
 // "using ... as starting time" line. Ends the process on a window error.
-long find_window_start(const run_state &st);
+long find_window_start(const run_state& st);
 
 // Writes every window in the layout that output_type selects.
-void write_outputs(const std::vector<std::filesystem::path> &names, const run_state &st, long start_i);
+void write_outputs(const std::vector<std::filesystem::path>& names, const run_state& st, long start_i);

@@ -19,7 +19,7 @@ int _CRT_glob;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
-const char *default_time_format;
+const char* default_time_format;
 std::string mseed_network;
 long mseed_record_length;
 

@@ -21,10 +21,10 @@ enum OUTPUT_TYPE {
 
 // Unit of the time column, held in time_in_minutes.
 enum {
-    TIME_SECONDS = 0,     // seconds (default)
-    TIME_MINUTES = 1,     // minutes instead of seconds
-    TIME_SECONDS_DAY = 2, // seconds of the day, [0, 86400)
-    TIME_MINUTES_DAY = 3  // minutes of the day, [0, 1440)
+    TIME_SECONDS = 0,      // seconds (default)
+    TIME_MINUTES = 1,      // minutes instead of seconds
+    TIME_SECONDS_DAY = 2,  // seconds of the day, [0, 86400)
+    TIME_MINUTES_DAY = 3   // minutes of the day, [0, 1440)
 };
 
 // Length of fixed text buffers such as the comment line.
@@ -34,7 +34,7 @@ extern OUTPUT_TYPE output_type;
 extern int time_in_minutes;
 extern long sec_decimals; // negative: choose the time decimals automatically
 extern long snippets;
-extern long snippet_length;    // 0: to the end of the data
+extern long snippet_length; // 0: to the end of the data
 extern long global_start_time; // seconds of the day; 0: start of file
 extern int combine;
 extern int remove_offset;
@@ -49,7 +49,7 @@ extern int _CRT_glob;
 extern int oldfiles;
 extern int __reads;
 extern char TZ[7];
-extern const char *default_time_format;
+extern const char* default_time_format;
 // Network code of the binary miniSEED layout (--network), 1 or 2 characters.
 extern std::string mseed_network;
 // Length of its records in bytes (--record-length), a power of two.

@@ -36,23 +36,21 @@ struct window_plan {
     std::vector<write_job> jobs;
 };
 
-fs::path output_name(const fs::path &first_input, const std::string &extension) {
+fs::path output_name(const fs::path& first_input, const std::string& extension) {
     fs::path p = first_input;
     p.replace_extension(extension);
     return p;
 }
 
-std::string snippet_suffix(long i) {
-    return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : "";
-}
+std::string snippet_suffix(long i) { return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : ""; }
 
 // Series that a writer reads must reach the end of the window.
-void check_series_length(const fs::path &first_input, long end) {
+void check_series_length(const fs::path& first_input, long end) {
     for (size_t ch = 0; ch < data.size(); ++ch)
         if (static_cast<long>(data[ch].size()) < end) {
-            exit_with_line("Error: channel " + std::to_string(ch) + " of \"" + first_input.string() +
-                           "\" holds " + std::to_string(data[ch].size()) + " samples, fewer than the " +
-                           std::to_string(end) + " of the time axis\n");
+            exit_with_line("Error: channel " + std::to_string(ch) + " of \"" + first_input.string() + "\" holds " +
+                           std::to_string(data[ch].size()) + " samples, fewer than the " + std::to_string(end) +
+                           " of the time axis\n");
         }
 }
 
@@ -60,28 +58,25 @@ void check_series_length(const fs::path &first_input, long end) {
 // when empty, and a short series adds only what it has.
 series_t average_series() {
     series_t avg(static_cast<size_t>(samples), 0.0);
-    for (const series_t &s : data) {
+    for (const series_t& s : data) {
         size_t n = std::min(s.size(), avg.size());
-        for (size_t i = 0; i < n; ++i)
-            avg[i] += s[i];
+        for (size_t i = 0; i < n; ++i) avg[i] += s[i];
     }
     const double count = static_cast<double>(data.size());
-    for (double &v : avg)
-        v /= count;
+    for (double& v : avg) v /= count;
     return avg;
 }
 
 // An output must never replace one of the inputs (a TM4 input "rec.tm4" and
 // the default four-column output "rec.tm4", say): refuse before writing.
-void refuse_outputs_over_inputs(const std::vector<window_plan> &plan, const run_state &st) {
-    for (const window_plan &w : plan)
-        for (const write_job &job : w.jobs) {
+void refuse_outputs_over_inputs(const std::vector<window_plan>& plan, const run_state& st) {
+    for (const window_plan& w : plan)
+        for (const write_job& job : w.jobs) {
             struct stat sb {};
             if (::stat(job.path.c_str(), &sb) != 0) continue;
-            for (const auto &[dev, ino] : st.inputs)
+            for (const auto& [dev, ino] : st.inputs)
                 if (sb.st_dev == dev && sb.st_ino == ino)
-                    exit_with_line("Error: output file \"" + job.path.string() +
-                                   "\" is one of the input files\n");
+                    exit_with_line("Error: output file \"" + job.path.string() + "\" is one of the input files\n");
         }
 }
 

@@ -23,25 +23,24 @@
 #include "series.h"
 
 // One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).
-double write_tm(const std::filesystem::path &s, const series_t &values, const series_t &time, long start_i,
-                long size, double stm, double freq, const char *comment);
+double write_tm(const std::filesystem::path& s, const series_t& values, const series_t& time, long start_i,
+                long size, double stm, double freq, const char* comment);
 
 // The time column alone; writes no file in the two-column layout.
-double write_time(const std::filesystem::path &s, const series_t &time, long start_i, long size, double stm,
-                  double freq, const char *comment);
+double write_time(const std::filesystem::path& s, const series_t& time, long start_i, long size, double stm,
+                  double freq, const char* comment);
 
 // Four-column layout: time and every channel.
-double write_all(const std::filesystem::path &s, const series_t &time, const std::vector<series_t> &data,
-                 long start_i, long size, double stm, double freq, const char *comment);
+double write_all(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                 long start_i, long size, double stm, double freq, const char* comment);
 
 // Amplitude layout: time and the plain sum of the channels.
-double write_amplitude(const std::filesystem::path &s, const series_t &time,
-                       const std::vector<series_t> &data, long start_i, long size, double stm, double freq,
-                       const char *comment);
+double write_amplitude(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                       long start_i, long size, double stm, double freq, const char* comment);
 
 // Legacy dat layout: blocks of 512 samples of the first three channels.
-double write_vxdat(const std::filesystem::path &s, const series_t &time, const std::vector<series_t> &data,
-                   long start_i, long size, double stm, double freq, const char *comment);
+double write_vxdat(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                   long start_i, long size, double stm, double freq, const char* comment);
 
 // Binary miniSEED layout: the codes, rate, record length and segments of one
 // file (see mseed_codes.h, mseed_segments.h and mseed_records.h).
