@@ -231,6 +231,37 @@ const char* verdict(bool met) { return met ? "met" : "MISSED"; }
 
 } // namespace
 
+// The binary miniSEED layout against the four-column text of the same day:
+// sizes against the text and the raw recording, and conversion times, the
+// runs of the two layouts interleaved so that both see the same load.
+void print_mseed_against_text(bench &b, const std::string &day, long long day_n, int runs) {
+    const bench_case text{"vx24 day, four columns", {day}, day_n};
+    const bench_case mseed{"vx24 day, --mseed", {"--mseed", day}, day_n};
+    std::vector<double> text_walls, mseed_walls;
+    long long text_bytes = 0, mseed_bytes = 0;
+    for (int i = 0; i < runs; ++i) {
+        const case_result t = b.measure(text, 1);
+        const case_result m = b.measure(mseed, 1);
+        text_walls.push_back(t.wall);
+        mseed_walls.push_back(m.wall);
+        text_bytes = t.out_bytes;
+        mseed_bytes = m.out_bytes;
+    }
+    const double raw_bytes = static_cast<double>(fs::file_size(day));
+    const double t = median(text_walls), m = median(mseed_walls);
+    std::printf("\nbinary miniSEED against four-column text, one day, %d interleaved runs each:\n", runs);
+    std::printf("  sizes: raw vx24 %.1f MB, four columns %.1f MB, miniSEED %.1f MB\n", raw_bytes / 1e6,
+                static_cast<double>(text_bytes) / 1e6, static_cast<double>(mseed_bytes) / 1e6);
+    std::printf("  miniSEED / four-column size                %6.3f  (target < 0.25)   %s\n",
+                static_cast<double>(mseed_bytes) / static_cast<double>(text_bytes),
+                verdict(4 * mseed_bytes < text_bytes));
+    std::printf("  miniSEED / raw recording size              %6.3f\n",
+                static_cast<double>(mseed_bytes) / raw_bytes);
+    std::printf("  times (median): four columns %.3f s, miniSEED %.3f s\n", t, m);
+    std::printf("  miniSEED / four-column time                %6.3f  (target < 1)      %s\n", m / t,
+                verdict(m < t));
+}
+
 int main(int argc, char** argv) {
     tools t;
     int runs = 5, week_runs = 3;
@@ -295,13 +326,15 @@ int main(int argc, char** argv) {
         {"vx24 day, --vxdat", {"--vxdat", day}, day_n},
         {"vx24 day, --slist", {"--slist", day}, day_n},
         {"vx24 day, --tspair", {"--tspair", day}, day_n},
+        {"vx24 day, --mseed", {"--mseed", day}, day_n},
         {"vx24 day, -o -u 4 -f", {"-o", "-u", "4", "-f", day}, day_n},
         {"48 half-hour vx16, -c", {}, halves_n},
         {"TM4 day, -2", {"-2", tm4}, day_n},
         {"vx24 week, four columns", {week}, week_n, false, true},
     };
-    cases[9].args.push_back("-c");
-    cases[9].args.insert(cases[9].args.end(), halves.begin(), halves.end());
+    bench_case &halves_case = cases[10];
+    halves_case.args.push_back("-c");
+    halves_case.args.insert(halves_case.args.end(), halves.begin(), halves.end());
 
     std::printf("brantel benchmark in %s (inputs generated in %.1f s)\n", root.c_str(), gen_seconds);
     std::printf("median of %d runs (%d for the week); a sample is one instant of all channels; MB = 10^6 bytes\n\n",
@@ -345,6 +378,8 @@ int main(int argc, char** argv) {
                 verdict(per_sample_ratio <= 1.15));
     std::printf("  peak bytes per sample, week              %6.1f  (target <= 60)    %s\n", week_bytes,
                 verdict(week_bytes <= 60));
+
+    print_mseed_against_text(b, day, day_n, runs);
 
     if (keep)
         std::printf("\ninputs kept in %s\n", root.c_str());

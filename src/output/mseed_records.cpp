@@ -8,21 +8,19 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
-#include <vector>
 
 namespace {
-
-// 1900-01-01 and 2101-01-01 in Unix seconds: the years a record header's
-// start time is meant to hold.
-constexpr double FIRST_WRITABLE_TIME = -2208988800.0;
-constexpr double END_OF_WRITABLE_TIMES = 4133980800.0;
 
 // Steim-2 stores differences of neighbours in at most 30 bits.
 constexpr int64_t STEIM2_MIN_DIFFERENCE = -(int64_t{1} << 29);
 constexpr int64_t STEIM2_MAX_DIFFERENCE = (int64_t{1} << 29) - 1;
 
-bool is_int32(double v) {
-    return v >= -2147483648.0 && v <= 2147483647.0 && v == std::trunc(v);
+// The value as a 32-bit integer, when it is one. The range test comes first,
+// so that the conversion is always defined.
+bool as_int32(double v, int32_t &out) {
+    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
+    out = static_cast<int32_t>(v);
+    return static_cast<double>(out) == v;
 }
 
 // libmseed reports through its log functions; the messages are collected so
@@ -111,20 +109,16 @@ void add_blockettes(MSRecord *msr, double rate) {
 
 } // namespace
 
-mseed_encoding choose_encoding(const double *values, std::size_t n) {
+mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers) {
     bool small_differences = true;
     for (std::size_t i = 0; i < n; ++i) {
-        if (!is_int32(values[i])) return mseed_encoding::FLOAT64;
+        if (!as_int32(values[i], integers[i])) return mseed_encoding::FLOAT64;
         if (i > 0) {
-            const int64_t d = static_cast<int64_t>(values[i]) - static_cast<int64_t>(values[i - 1]);
-            if (d < STEIM2_MIN_DIFFERENCE || d > STEIM2_MAX_DIFFERENCE) small_differences = false;
+            const int64_t d = int64_t{integers[i]} - int64_t{integers[i - 1]};
+            small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
         }
     }
     return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
-}
-
-bool writable_time(double t) {
-    return t >= FIRST_WRITABLE_TIME && t < END_OF_WRITABLE_TIMES;
 }
 
 int64_t microseconds_of(double t) {
@@ -132,7 +126,7 @@ int64_t microseconds_of(double t) {
 }
 
 void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
-                  int &sequence, const record_sink &sink) {
+                  int32_t *scratch, int &sequence, const record_sink &sink) {
     if (n == 0) return;
     route_library_messages();
     msr_ptr msr(msr_init(nullptr));
@@ -149,8 +143,7 @@ void pack_segment(const mseed_stream &stream, const double *values, const double
     msr->sequence_number = sequence;
     add_blockettes(msr.get(), stream.rate);
 
-    std::vector<int32_t> integers;
-    const mseed_encoding encoding = choose_encoding(values, n);
+    const mseed_encoding encoding = choose_encoding(values, n, scratch);
     if (encoding == mseed_encoding::FLOAT64) {
         msr->encoding = DE_FLOAT64;
         msr->sampletype = 'd';
@@ -158,8 +151,7 @@ void pack_segment(const mseed_stream &stream, const double *values, const double
     } else {
         msr->encoding = encoding == mseed_encoding::STEIM2 ? DE_STEIM2 : DE_INT32;
         msr->sampletype = 'i';
-        integers.assign(values, values + n); // exact: every value is a 32-bit integer
-        msr->datasamples = integers.data();
+        msr->datasamples = scratch;
     }
     msr->numsamples = static_cast<int64_t>(n);
 

@@ -19,8 +19,9 @@ enum class mseed_encoding {
 // STEIM2 when every value is an integer within 32-bit range and every
 // difference of neighbours fits in 30 bits (-2^29 to 2^29 - 1); INT32 when
 // the values are such integers but a difference does not fit; FLOAT64
-// otherwise (fractions, larger values, infinities, NaN).
-mseed_encoding choose_encoding(const double *values, std::size_t n);
+// otherwise (fractions, larger values, infinities, NaN). Unless the result is
+// FLOAT64, `integers` (room for n values) holds the values as integers.
+mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers);
 
 // The codes and shape of the records of one channel.
 struct mseed_stream {
@@ -39,13 +40,17 @@ using record_sink = std::function<void(const char *bytes, std::size_t length)>;
 // The caller makes sure that the time lies within the years 1900 to 2100.
 int64_t microseconds_of(double t);
 
-// True when t is a time that miniSEED can carry (years 1900 to 2100).
-bool writable_time(double t);
+// True when t is a time that miniSEED can carry: 1900-01-01 (Unix time
+// -2208988800) up to the end of 2100 (4133980800).
+inline bool writable_time(double t) {
+    return t >= -2208988800.0 && t < 4133980800.0;
+}
 
-// Packs values[0 .. n) in the encoding that choose_encoding picks. Each
-// record starts at the time that times[] gives for its first sample, never
-// at a time computed from the sample rate. `sequence` is the sequence number
-// of the first record and is advanced past the last one. Throws
-// std::runtime_error with libmseed's complaint when it refuses to pack.
+// Packs values[0 .. n) in the encoding that choose_encoding picks, with
+// `scratch` (room for n values) as the integers' buffer. Each record starts
+// at the time that times[] gives for its first sample, never at a time
+// computed from the sample rate. `sequence` is the sequence number of the
+// first record and is advanced past the last one. Throws std::runtime_error
+// with libmseed's complaint when it refuses to pack.
 void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
-                  int &sequence, const record_sink &sink);
+                  int32_t *scratch, int &sequence, const record_sink &sink);

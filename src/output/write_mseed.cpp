@@ -1,6 +1,9 @@
 // The binary miniSEED layout: every channel of the window as miniSEED 2
 // records in one file.
+#include <algorithm>
+#include <cstdint>
 #include <exception>
+#include <memory>
 #include <string_view>
 
 #include "mseed_records.h"
@@ -15,6 +18,11 @@ void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &da
         out.put(std::string_view(bytes, length));
     };
     int sequence = 1;
+    // One buffer for the integers of every segment, sized for the longest.
+    long longest = 0;
+    for (const sample_range &seg : file.segments)
+        longest = std::max(longest, seg.end - seg.begin);
+    std::unique_ptr<int32_t[]> scratch(new int32_t[static_cast<std::size_t>(longest)]);
     for (std::size_t ch = 0; ch < data.size(); ++ch) {
         if (data[ch].empty()) continue;
         const mseed_stream stream{file.network, file.stations[ch], "",
@@ -23,7 +31,7 @@ void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &da
             const auto first = static_cast<std::size_t>(seg.begin);
             try {
                 pack_segment(stream, data[ch].data() + first, time.data() + first,
-                             static_cast<std::size_t>(seg.end - seg.begin), sequence, to_file);
+                             static_cast<std::size_t>(seg.end - seg.begin), scratch.get(), sequence, to_file);
             } catch (const std::exception &e) {
                 exit_with_line("Error: can't write file \"" + s.string() + "\": " + e.what() + "\n");
             }

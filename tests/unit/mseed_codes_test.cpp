@@ -98,7 +98,15 @@ TEST(MseedSegments, WindowSegmentsLeaveOutTheBridgeAfterResampling) {
 }
 
 TEST(MseedEncoding, Choice) {
-    auto pick = [](std::vector<double> v) { return choose_encoding(v.data(), v.size()); };
+    auto pick = [](std::vector<double> v) {
+        std::vector<int32_t> integers(v.size());
+        const mseed_encoding e = choose_encoding(v.data(), v.size(), integers.data());
+        if (e != mseed_encoding::FLOAT64) {
+            for (size_t i = 0; i < v.size(); ++i)
+                EXPECT_EQ(integers[i], v[i]);
+        }
+        return e;
+    };
     const double big = 536870911.0; // 2^29 - 1
     EXPECT_EQ(pick({}), mseed_encoding::STEIM2);
     EXPECT_EQ(pick({1, 2, -3}), mseed_encoding::STEIM2);
