@@ -40,6 +40,12 @@ using record_sink = std::function<void(const char *bytes, std::size_t length)>;
 // The caller makes sure that the time lies within the years 1900 to 2100.
 int64_t microseconds_of(double t);
 
+// True when the fixed header's rate factor and multiplier (two 16-bit
+// integers) can express a rate near r: 1e-9 to 1e9 samples per second.
+inline bool writable_rate(double r) {
+    return r >= 1e-9 && r <= 1e9;
+}
+
 // True when t is a time that miniSEED can carry: 1900-01-01 (Unix time
 // -2208988800) up to the end of 2100 (4133980800).
 inline bool writable_time(double t) {

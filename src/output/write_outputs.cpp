@@ -84,6 +84,14 @@ void print_debug_window(long start_i, long size) {
     if (debug) std::cerr << time_array[start_i] << " - " << time_array[start_i + size - 1] << "\n";
 }
 
+// A number for a message: "%.15g", so that a time keeps its fraction and an
+// absurd value stays short.
+std::string number_text(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", v);
+    return text;
+}
+
 // What a layout needs to plan the files of one window.
 struct window_request {
     const fs::path &first; // the first input, after which every output is named
@@ -180,10 +188,28 @@ std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
     return jobs;
 }
 
+// What miniSEED cannot hold is refused before any file is written: a rate
+// the header cannot express, a station code over 5 characters, a time
+// outside the years its header carries.
+void refuse_unwritable(const mseed_file &file, const fs::path &first) {
+    const std::string name = "\"" + first.string() + "\"";
+    if (!writable_rate(file.rate))
+        exit_with_line("Error: sample rate " + number_text(file.rate) + " of " + name +
+                       " cannot be written in miniSEED (1e-09 to 1e+09)\n");
+    for (const std::string &code : file.stations)
+        if (code.size() > MAX_STATION_CODE)
+            exit_with_line("Error: " + name + " has " + std::to_string(file.stations.size()) +
+                           " channels; station code \"" + code +
+                           "\" is longer than the 5 characters miniSEED allows\n");
+    for (const sample_range &seg : file.segments)
+        for (long i = seg.begin; i < seg.end; ++i)
+            if (!writable_time(time_array[static_cast<size_t>(i)]))
+                exit_with_line("Error: time " + number_text(time_array[static_cast<size_t>(i)]) + " of " +
+                               name + " is outside the years 1900 to 2100 that miniSEED holds\n");
+}
+
 // The binary miniSEED layout: one file per window with every channel. The
-// written rate is the recording's times the upsampling factor; codes that
-// miniSEED cannot hold and times it cannot carry are refused here, before
-// any file is written.
+// written rate is the recording's times the upsampling factor.
 std::vector<write_job> mseed_jobs(const window_request &w) {
     const long up = upsample > 0 ? upsample : 1;
     mseed_file file;
@@ -191,20 +217,10 @@ std::vector<write_job> mseed_jobs(const window_request &w) {
     file.rate = w.st.freq * static_cast<double>(up);
     file.channel = channel_code(file.rate);
     file.record_length = static_cast<int>(mseed_record_length);
-    for (size_t ch = 0; ch < data.size(); ++ch) {
+    for (size_t ch = 0; ch < data.size(); ++ch)
         file.stations.push_back(station_code(w.st.station, ch));
-        if (file.stations.back().size() > MAX_STATION_CODE)
-            exit_with_line("Error: \"" + w.first.string() + "\" has " + std::to_string(data.size()) +
-                           " channels; station code \"" + file.stations.back() +
-                           "\" is longer than the 5 characters miniSEED allows\n");
-    }
     file.segments = window_segments(w.st.segment_breaks, up, samples, w.start_i, snippet_length);
-    for (const sample_range &seg : file.segments)
-        for (long i = seg.begin; i < seg.end; ++i)
-            if (!writable_time(time_array[static_cast<size_t>(i)]))
-                exit_with_line("Error: time " + std::to_string(time_array[static_cast<size_t>(i)]) +
-                               " of \"" + w.first.string() +
-                               "\" is outside the years 1900 to 2100 that miniSEED holds\n");
+    refuse_unwritable(file, w.first);
     fs::path p = output_name(w.first, w.suffix.empty() ? "mseed" : w.suffix + ".mseed");
     return {{p, [=] { write_mseed(p, data, time_array, file); }}};
 }

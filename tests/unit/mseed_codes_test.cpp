@@ -125,6 +125,11 @@ TEST(MseedEncoding, Choice) {
     EXPECT_EQ(pick({0, 2e9, 0.5}), mseed_encoding::FLOAT64);
 }
 
+TEST(MseedTimes, WritableRates) {
+    for (double r : {1e-9, 0.001, 1.0, 18.0, 20.0, 80.0, 1e6, 1e9}) EXPECT_TRUE(writable_rate(r)) << r;
+    for (double r : {0.0, -20.0, 9e-10, 1.1e9, 1e300, std::nan("")}) EXPECT_FALSE(writable_rate(r)) << r;
+}
+
 TEST(MseedTimes, WritableYearsAndMicroseconds) {
     EXPECT_TRUE(writable_time(0.0));
     EXPECT_TRUE(writable_time(-2208988800.0)); // 1900-01-01
