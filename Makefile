@@ -72,9 +72,10 @@ demo: build
 	bash examples/demo.sh $(BUILD)/brantel
 
 # Times the tool on a day and a week of recordings in every layout, against a
-# plain fprintf converter and the cost of writing the output bytes. Inputs and
-# outputs live in a temporary directory that is removed afterwards. A few
-# minutes; not part of `make test`.
+# plain fprintf converter and the cost of writing the output bytes; then the
+# archive driver's overhead per job and its throughput with --jobs 1 and 2.
+# Inputs and outputs live in a temporary directory that is removed afterwards.
+# A few minutes; not part of `make test`.
 BENCH_RUNS ?= 5
 BENCH = $(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
 	--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
@@ -85,6 +86,8 @@ bench-tools: $(BUILD)/CMakeCache.txt
 
 bench: bench-tools
 	$(BENCH)
+	cmake --build $(BUILD) -j $(JOBS) --target user_scripts
+	bash bench/archive_bench.sh $(BUILD)/brantel-archive $(BUILD)/brantel $(BUILD)/brantel-fixture 3
 
 # Only the binary miniSEED layout against the four-column text of one day:
 # sizes, and wall and CPU times of interleaved runs.

@@ -19,11 +19,14 @@
 #include "brantel_version.h"
 #include "entry.h"
 #include "err_printf.h"
+#include "identify.h"
 #include "logfile.h"
 #include "mseed_codes.h"
-#include "process_exit.h"
+#include "output_name.h"
 #include "settings.h"
 #include "start_time_option.h"
+#include "station_option.h"
+#include "process_exit.h"
 
 namespace {
 
@@ -38,9 +41,11 @@ enum {
     OPT_SEC_DECIMALS = 262,
     OPT_SLIST = 263,
     OPT_TSPAIR = 264,
-    OPT_MSEED = 265,
-    OPT_NETWORK = 266,
-    OPT_RECORD_LENGTH = 267
+    OPT_STATION = 265,
+    OPT_TARGET_DIRECTORY = 266,
+    OPT_MSEED = 267,
+    OPT_NETWORK = 268,
+    OPT_RECORD_LENGTH = 269
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -71,6 +76,13 @@ const struct option long_opts[] = {
     {"help", no_argument, nullptr, 'h'},
     {"disable-globbing", no_argument, &_CRT_glob, 0},
     {"enable-globbing", no_argument, &_CRT_glob, 1},
+    // Added later; none of them changes what a prefix of the options above
+    // means (the prefix table of the unit tests keeps it so).
+    {"legacy", no_argument, &legacy, 1},
+    {"station", required_argument, nullptr, OPT_STATION},
+    {"sample-times", no_argument, &sample_times, 1},
+    {"target-directory", required_argument, nullptr, OPT_TARGET_DIRECTORY},
+    {"identify", no_argument, &identify, 1},
     {"mseed", no_argument, nullptr, OPT_MSEED},
     {"network", required_argument, nullptr, OPT_NETWORK},
     {"record-length", required_argument, nullptr, OPT_RECORD_LENGTH},
@@ -166,6 +178,7 @@ void apply_option(int c, char* prog) {
         mseed_record_length = length;
         break;
     }
+    case OPT_TARGET_DIRECTORY: target_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;
@@ -176,7 +189,7 @@ void apply_option(int c, char* prog) {
     case 'n':
         snippets = std::strtol(optarg, nullptr, 10);
         if (snippets < 1 || snippets > 26) {
-            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d ).\n", snippets, 26);
+            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d).\n", snippets, 26);
             usage_and_exit(prog, 1);
         }
         break;
@@ -195,6 +208,13 @@ void apply_option(int c, char* prog) {
             process_exit(1);
         }
         break;
+    case OPT_STATION:
+        legacy_station = station_number_of_name(optarg);
+        if (legacy_station < 0)
+            exit_with_line("Error: unknown station \"" + std::string(optarg) +
+                           "\" for --station; the station names are " + accepted_station_names() + "\n");
+        legacy = 1; // a station for recordings that name none is a first-generation reading
+        break;
     case 's': {
         std::string errors;
         long seconds = 0;
@@ -210,6 +230,13 @@ void apply_option(int c, char* prog) {
 }
 
 } // namespace
+
+const struct option *brantel_long_options() {
+    return long_opts;
+}
+const char *brantel_short_options() {
+    return short_opts;
+}
 
 void Usage(char* name) {
     const char* prog = std::strrchr(name, '\\');
@@ -256,7 +283,13 @@ int brantel_main(int argc, char** argv) {
         std::fprintf(stderr, "%s:%d:: debug: Globbing is %s\n", source_base_name(__FILE__), __LINE__,
                      _CRT_glob ? "enabled" : "disabled");
 
+    if (identify) process_exit(identify_files(argc - optind, argv + optind));
+
     std::vector<std::filesystem::path> names;
+    if (target_directory != nullptr) {
+        if (!combine) refuse_clashing_outputs({argv + optind, argv + argc});
+        make_target_directory();
+    }
     if (combine) {
         std::printf("Combining\n");
         for (; optind < argc; ++optind) names.emplace_back(argv[optind]);

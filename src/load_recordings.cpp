@@ -14,6 +14,7 @@
 
 #include "run_state.h"
 #include "series.h"
+#include "settings.h"
 #include "vxfil/huge_pages.h"
 #include "vxfil/vxdetect.h"
 #include "process_exit.h"
@@ -66,6 +67,21 @@ void make_room(std::vector<double>& v, size_t n) {
     if (need > v.capacity()) VxFil::reserve_huge(v, std::max(need, v.capacity() + v.capacity() / 2));
 }
 
+// The recording reader for a path, with first-generation reading as the
+// options ask for it.
+std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
+    VxFil::legacy_options options;
+    options.m_enabled = legacy != 0;
+    options.m_station = legacy_station;
+    try {
+        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
+    } catch (const VxFil::missing_station &) {
+        exit_with_line("Error: " + quoted(path) +
+                       " names no station, neither in its comment nor by a station letter in its file name; "
+                       "give one with --station NAME\n");
+    }
+}
+
 void remember_input(const std::filesystem::path& path, run_state& st) {
     struct stat sb {};
     if (::stat(path.c_str(), &sb) == 0) st.inputs.emplace_back(sb.st_dev, sb.st_ino);
@@ -76,7 +92,7 @@ void remember_input(const std::filesystem::path& path, run_state& st) {
 void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st) {
     VxFil::reserve_huge(time_array, MAXSIZE);
     for (const std::filesystem::path& path : names) {
-        std::unique_ptr<VxFil::Vxfil_Base> rec(VxFil::vxdetect(path.c_str(), 0.0));
+        std::unique_ptr<VxFil::Vxfil_Base> rec = open_recording(path);
         if (!rec) exit_with_line("Can't open " + path.string() + "\n");
         remember_input(path, st);
         const std::vector<double>& times = rec->m_time;

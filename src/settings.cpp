@@ -16,10 +16,15 @@ int debug;
 int no_comment;
 int nrsamples;
 int _CRT_glob;
+int legacy;
+int legacy_station;
+int sample_times;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
 const char* default_time_format;
+const char* target_directory;
+int identify;
 std::string mseed_network;
 long mseed_record_length;
 
@@ -41,7 +46,12 @@ void reset_settings() {
     no_comment = 0;
     nrsamples = 0;
     _CRT_glob = 1;
+    legacy = 0;
+    legacy_station = -1;
+    sample_times = 0;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+    target_directory = nullptr;
+    identify = 0;
     // "XX" is the network code for test and unregistered data.
     mseed_network = "XX";
     mseed_record_length = 4096;

@@ -46,10 +46,22 @@ extern int debug;
 extern int no_comment;
 extern int nrsamples;
 extern int _CRT_glob;
+// First-generation recordings read as their users know them (--legacy).
+extern int legacy;
+// Station number for recordings that name none (--station); -1: none given.
+extern int legacy_station;
+// Each row's time from the series' own time axis instead of the running sum
+// of the time step (--sample-times).
+extern int sample_times;
 extern int oldfiles;
 extern int __reads;
 extern char TZ[7];
 extern const char* default_time_format;
+// --target-directory: the directory that receives every output; null: beside
+// the first input.
+extern const char* target_directory;
+// --identify: describe the named files instead of converting them.
+extern int identify;
 // Network code of the binary miniSEED layout (--network), 1 or 2 characters.
 extern std::string mseed_network;
 // Length of its records in bytes (--record-length), a power of two.

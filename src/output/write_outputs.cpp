@@ -1,5 +1,6 @@
-// Dispatch of the windows to the writer of the chosen layout, with the output
-// names: the first input's path with a new extension.
+// The table of layouts: for each layout the files of one window, named by
+// output_name.h, and the writer that fills each; the windows are planned,
+// checked and then handed to the writers.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "mseed_codes.h"
 #include "mseed_records.h"
 #include "mseed_segments.h"
+#include "output_name.h"
 #include "process_exit.h"
 #include "run_state.h"
 #include "series.h"
@@ -35,12 +37,6 @@ struct window_plan {
     long start_i;
     std::vector<write_job> jobs;
 };
-
-fs::path output_name(const fs::path& first_input, const std::string& extension) {
-    fs::path p = first_input;
-    p.replace_extension(extension);
-    return p;
-}
 
 std::string snippet_suffix(long i) { return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : ""; }
 
@@ -163,6 +159,12 @@ std::vector<write_job> average_jobs(const window_request &w) {
     return {{p, [=] { write_tm(p, *avg, time_array, start_i, a.len, a.stm, a.freq, a.comment); }}};
 }
 
+// The rate a TIMESERIES header states: the first file's, or with sample_times
+// the series' true rate, which after upsampling is the upsampled one.
+double header_rate(const run_state &st) {
+    return sample_times && upsample > 0 ? st.freq * upsample : st.freq;
+}
+
 // The miniSEED ASCII layouts: one file per channel, headed by the format's
 // own TIMESERIES line (written also without comments).
 std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
@@ -178,7 +180,8 @@ std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
         std::string series_name = net + "_" + sta + std::to_string(ch + 1) + "_" + loc + "_" + chan;
         char header[512];
         std::snprintf(header, sizeof header, "TIMESERIES %s, %ld samples, %f sps, %s, %s, INTEGER",
-                      series_name.c_str(), snippet_length, a.freq, start, tspair ? "TSPAIR" : "SLIST");
+                      series_name.c_str(), snippet_length, header_rate(w.st), start,
+                      tspair ? "TSPAIR" : "SLIST");
         std::string head = header;
         fs::path p = output_name(w.first, "channel" + std::to_string(ch) +
                                               (tspair ? ".tspair.ascii" : ".slist.ascii"));

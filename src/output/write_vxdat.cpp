@@ -14,10 +14,11 @@
 
 #include "gap_warning.h"
 #include "out_file.h"
+#include "process_exit.h"
+#include "row_writer.h"
 #include "settings.h"
 #include "writer_window.h"
 #include "writers.h"
-#include "process_exit.h"
 
 namespace {
 
@@ -57,8 +58,9 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
     for (; i < end; i += BLOCK) {
         const auto k = static_cast<std::size_t>(i);
         if (k > available || available - k < static_cast<std::size_t>(BLOCK)) break;
-        const double min = std::floor(stm / 60);
-        const double sec = std::fmod(stm, 60);
+        const double block_start = printed_time(sample_times != 0, stm, time[k]);
+        const double min = std::floor(block_start / 60);
+        const double sec = std::fmod(block_start, 60);
         for (std::size_t c = 0; c < CHANNELS; ++c) {
             out.put_f0(min);
             out.put(' ');
