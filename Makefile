@@ -10,7 +10,7 @@ JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench
+.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench bench-tools bench-mseed
 
 all: build
 
@@ -84,13 +84,22 @@ readme-picture: demo
 # Inputs and outputs live in a temporary directory that is removed afterwards.
 # A few minutes; not part of `make test`.
 BENCH_RUNS ?= 5
-bench: $(BUILD)/CMakeCache.txt
+BENCH = $(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
+	--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
+
+bench-tools: $(BUILD)/CMakeCache.txt
 	cmake -S . -B $(BUILD) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-fixture brantel-bench bench-fprintf-baseline bench-write-floor
-	$(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
-		--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
+
+bench: bench-tools
+	$(BENCH)
 	cmake --build $(BUILD) -j $(JOBS) --target user_scripts
 	bash bench/archive_bench.sh $(BUILD)/brantel-archive $(BUILD)/brantel $(BUILD)/brantel-fixture 3
+
+# Only the binary miniSEED layout against the four-column text of one day:
+# sizes, and wall and CPU times of interleaved runs.
+bench-mseed: bench-tools
+	$(BENCH) --mseed-only
 
 # Rewrites the expected files of the end-to-end cases from the current binary.
 # Review the diff before committing: expected files are never regenerated to

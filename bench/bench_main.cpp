@@ -44,6 +44,7 @@ struct tools {
 
 struct measurement {
     double wall = 0;   // seconds
+    double cpu = 0;    // user and system seconds of the child
     long rss_kb = 0;   // peak resident set of the child
 };
 
@@ -91,6 +92,8 @@ int run(const std::vector<std::string>& argv, const fs::path& cwd, const fs::pat
     const auto end = std::chrono::steady_clock::now();
     m.wall = std::chrono::duration<double>(end - begin).count();
     m.rss_kb = ru.ru_maxrss;
+    m.cpu = static_cast<double>(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) +
+            static_cast<double>(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) / 1e6;
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     return 128 + (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
 }
@@ -135,6 +138,7 @@ struct bench_case {
 
 struct case_result {
     double wall = 0;
+    double cpu = 0;
     double rss_kb = 0;
     long long out_bytes = 0;
     double baseline = 0, floor = 0, cp = 0; // medians of the interleaved reference runs
@@ -163,7 +167,7 @@ class bench {
     case_result measure(const bench_case& c, int runs) {
         std::vector<std::string> argv{m_tools.brantel};
         argv.insert(argv.end(), c.args.begin(), c.args.end());
-        std::vector<double> walls, rss, baselines, floors, cps;
+        std::vector<double> walls, cpus, rss, baselines, floors, cps;
         case_result r;
         r.identical = true;
         for (int i = 0; i < runs; ++i) {
@@ -173,6 +177,7 @@ class bench {
                 die("brantel " + c.label + " ended with status " + std::to_string(status) + "\n" +
                     read_text(m_work / "stderr"));
             walls.push_back(m.wall);
+            cpus.push_back(m.cpu);
             rss.push_back(static_cast<double>(m.rss_kb));
             std::vector<fs::path> outputs;
             long long bytes = 0;
@@ -205,6 +210,7 @@ class bench {
             fs::remove(m_work / "logfile");
         }
         r.wall = median(walls);
+        r.cpu = median(cpus);
         r.best = *std::min_element(walls.begin(), walls.end());
         if (!floors.empty()) r.best_floor = *std::min_element(floors.begin(), floors.end());
         r.rss_kb = median(rss);
@@ -221,9 +227,8 @@ class bench {
 };
 
 void usage() {
-    std::fprintf(stderr,
-                 "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
-                 "                     [--runs N] [--week-runs N] [--keep]\n");
+    std::fprintf(stderr, "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
+                         "                     [--runs N] [--week-runs N] [--keep] [--mseed-only]\n");
     std::exit(2);
 }
 
@@ -231,10 +236,48 @@ const char* verdict(bool met) { return met ? "met" : "MISSED"; }
 
 } // namespace
 
+// The binary miniSEED layout against the four-column text of the same day:
+// sizes against the text and the raw recording, and conversion times, the
+// runs of the two layouts interleaved so that both see the same load.
+void print_mseed_against_text(bench &b, const std::string &day, long long day_n, int runs) {
+    const bench_case text{"vx24 day, four columns", {day}, day_n};
+    const bench_case mseed{"vx24 day, --mseed", {"--mseed", day}, day_n};
+    std::vector<double> text_walls, mseed_walls, text_cpus, mseed_cpus;
+    long long text_bytes = 0, mseed_bytes = 0;
+    for (int i = 0; i < runs; ++i) {
+        const case_result t = b.measure(text, 1);
+        const case_result m = b.measure(mseed, 1);
+        text_walls.push_back(t.wall);
+        mseed_walls.push_back(m.wall);
+        text_cpus.push_back(t.cpu);
+        mseed_cpus.push_back(m.cpu);
+        text_bytes = t.out_bytes;
+        mseed_bytes = m.out_bytes;
+    }
+    const double raw_bytes = static_cast<double>(fs::file_size(day));
+    const double t = median(text_walls), m = median(mseed_walls);
+    std::printf("\nbinary miniSEED against four-column text, one day, %d interleaved runs each:\n", runs);
+    std::printf("  sizes: raw vx24 %.1f MB, four columns %.1f MB, miniSEED %.1f MB\n", raw_bytes / 1e6,
+                static_cast<double>(text_bytes) / 1e6, static_cast<double>(mseed_bytes) / 1e6);
+    std::printf("  miniSEED / four-column size                %6.3f  (target < 0.25)   %s\n",
+                static_cast<double>(mseed_bytes) / static_cast<double>(text_bytes),
+                verdict(4 * mseed_bytes < text_bytes));
+    std::printf("  miniSEED / raw recording size              %6.3f\n",
+                static_cast<double>(mseed_bytes) / raw_bytes);
+    const double tc = median(text_cpus), mc = median(mseed_cpus);
+    std::printf("  wall (median): four columns %.3f s, miniSEED %.3f s\n", t, m);
+    std::printf("  CPU, user and system (median): four columns %.3f s, miniSEED %.3f s\n", tc, mc);
+    std::printf("  miniSEED / four-column wall time           %6.3f  (target < 1)      %s\n", m / t,
+                verdict(m < t));
+    std::printf("  miniSEED / four-column CPU time            %6.3f  (target < 1)      %s\n", mc / tc,
+                verdict(mc < tc));
+}
+
 int main(int argc, char** argv) {
     tools t;
     int runs = 5, week_runs = 3;
     bool keep = false;
+    bool mseed_only = false; // only the miniSEED against four-column comparison
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         auto value = [&]() -> std::string {
@@ -248,6 +291,8 @@ int main(int argc, char** argv) {
         else if (a == "--runs") runs = std::atoi(value().c_str());
         else if (a == "--week-runs") week_runs = std::atoi(value().c_str());
         else if (a == "--keep") keep = true;
+        else if (a == "--mseed-only")
+            mseed_only = true;
         else usage();
     }
     if (t.brantel.empty() || t.fixture.empty() || t.baseline.empty() || t.floor.empty() || runs < 1 ||
@@ -266,6 +311,12 @@ int main(int argc, char** argv) {
     const std::string week = (in / "week.vx24").string();
     const std::string tm4 = (in / "daytm4.tm4").string();
     b.fixture({"vx24", "out=" + day, "duration=86400", "wave=sine", "amp=3000", "noise=20"});
+    if (mseed_only) {
+        b.freeze_inputs();
+        print_mseed_against_text(b, day, 86400LL * 20, runs);
+        if (!keep) fs::remove_all(root);
+        return 0;
+    }
     b.fixture({"vx24", "out=" + week, "duration=604800", "wave=sine", "amp=3000", "noise=20"});
     b.fixture({"tm4", "out=" + tm4, "duration=86400", "wave=sine", "amp=3000", "noise=20"});
     // One day of half-hour files in the archive tree year/month/day, named
@@ -295,13 +346,15 @@ int main(int argc, char** argv) {
         {"vx24 day, --vxdat", {"--vxdat", day}, day_n},
         {"vx24 day, --slist", {"--slist", day}, day_n},
         {"vx24 day, --tspair", {"--tspair", day}, day_n},
+        {"vx24 day, --mseed", {"--mseed", day}, day_n},
         {"vx24 day, -o -u 4 -f", {"-o", "-u", "4", "-f", day}, day_n},
         {"48 half-hour vx16, -c", {}, halves_n},
         {"TM4 day, -2", {"-2", tm4}, day_n},
         {"vx24 week, four columns", {week}, week_n, false, true},
     };
-    cases[9].args.push_back("-c");
-    cases[9].args.insert(cases[9].args.end(), halves.begin(), halves.end());
+    bench_case &halves_case = cases[10];
+    halves_case.args.push_back("-c");
+    halves_case.args.insert(halves_case.args.end(), halves.begin(), halves.end());
 
     std::printf("brantel benchmark in %s (inputs generated in %.1f s)\n", root.c_str(), gen_seconds);
     std::printf("median of %d runs (%d for the week); a sample is one instant of all channels; MB = 10^6 bytes\n\n",
@@ -345,6 +398,8 @@ int main(int argc, char** argv) {
                 verdict(per_sample_ratio <= 1.15));
     std::printf("  peak bytes per sample, week              %6.1f  (target <= 60)    %s\n", week_bytes,
                 verdict(week_bytes <= 60));
+
+    print_mseed_against_text(b, day, day_n, runs);
 
     if (keep)
         std::printf("\ninputs kept in %s\n", root.c_str());

@@ -57,6 +57,16 @@ void decode_options(const uint8_t* b) {
     sec_decimals = (b[5] & 7) == 7 ? -1 : (b[5] & 7) * 3;
     if (output_type == OT_VXDAT && sec_decimals < 0) sec_decimals = 0;
     quiet = (b[5] >> 7) & 1;
+
+    // Byte 4 with both low bits set picks the binary miniSEED layout, with a
+    // record length of 256 to 32768 bytes and one of two network codes; its
+    // time unit is always seconds, as the command line allows no other.
+    if ((b[4] & 3) == 3) {
+        output_type = OT_MSEED;
+        time_in_minutes = TIME_SECONDS;
+        mseed_record_length = 256L << ((b[4] >> 2) & 7);
+        mseed_network = (b[4] & 32) ? "9Z" : "XX";
+    }
 }
 
 void remove_outputs(const std::string& keep) {

@@ -69,7 +69,8 @@ printf -- '-2\r\n\n--quiet\n$args\n' > "$out/argument_list/crlf_and_self"
 printf -- '@missing\n-l\n100\n' > "$out/argument_list/missing"
 
 # Conversion runs: six option bytes, then the recording. Byte 5 bits 3 to 5
-# pick the input name (0 rec.vx24, 1 tree .dat, 2 .txt, 3 rec.tm4, 4 .dat).
+# pick the input name (0 rec.vx24, 1 tree .dat, 2 .txt, 3 rec.tm4, 4 .dat);
+# byte 4 with both low bits set picks the binary miniSEED layout.
 seed run vx24_four '\002\000\000\000\000\000' v6.vx24
 seed run vx24_vxdat_offset '\045\004\000\000\000\000' v6.vx24
 seed run vx24_snippets '\001\000\310\202\000\000' v6.vx24
@@ -81,4 +82,8 @@ seed run vx16_amplitude '\003\000\000\000\000\040' b1.dat
 seed run text_two_days '\031\000\000\000\000\020' t1.txt
 seed run tm4_refused '\002\000\000\000\000\030' m1.tm4
 seed run tm4_avg_two '\004\200\000\000\000\030' m2.tm4
+seed run vx24_mseed '\002\000\000\000\003\000' v6.vx24
+seed run vx24_mseed_combined_upsampled '\202\202\000\000\007\000' v3.vx24
+seed run vx16_mseed_gap '\000\000\000\000\003\010' b3.dat
+seed run tm4_mseed_snippets '\000\000\310\202\043\030' m1.tm4
 du -sh "$out"

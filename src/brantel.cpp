@@ -3,6 +3,7 @@
 #include <getopt.h>
 
 #include <cctype>
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include "err_printf.h"
 #include "identify.h"
 #include "logfile.h"
+#include "mseed_codes.h"
 #include "output_name.h"
 #include "settings.h"
 #include "start_time_option.h"
@@ -41,7 +43,10 @@ enum {
     OPT_SLIST = 263,
     OPT_TSPAIR = 264,
     OPT_STATION = 265,
-    OPT_TARGET_DIRECTORY = 266
+    OPT_TARGET_DIRECTORY = 266,
+    OPT_MSEED = 267,
+    OPT_NETWORK = 268,
+    OPT_RECORD_LENGTH = 269
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -80,6 +85,9 @@ const struct option long_opts[] = {
     {"target-directory", required_argument, nullptr, OPT_TARGET_DIRECTORY},
     {"identify", no_argument, &identify, 1},
     {"plot", no_argument, &plot, 1},
+    {"mseed", no_argument, nullptr, OPT_MSEED},
+    {"network", required_argument, nullptr, OPT_NETWORK},
+    {"record-length", required_argument, nullptr, OPT_RECORD_LENGTH},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -150,6 +158,28 @@ void apply_option(int c, char* prog) {
         break;
     case OPT_SLIST: output_type = OT_SLIST; break;
     case OPT_TSPAIR: output_type = OT_TSPAIR; break;
+    case OPT_MSEED:
+        output_type = OT_MSEED;
+        break;
+    case OPT_NETWORK:
+        if (!valid_network_code(optarg))
+            exit_with_line(std::string("Error: network code (--network) must be 1 or 2 upper-case letters or "
+                                       "digits, not \"") +
+                           optarg + "\"\n");
+        mseed_network = optarg;
+        break;
+    case OPT_RECORD_LENGTH: {
+        char *end = nullptr;
+        errno = 0;
+        const long length = std::strtol(optarg, &end, 10);
+        if (end == optarg || *end != '\0' || errno != 0 || !valid_record_length(length))
+            exit_with_line(
+                std::string("Error: record length (--record-length) must be a power of two from 256 "
+                            "to 65536, not \"") +
+                optarg + "\"\n");
+        mseed_record_length = length;
+        break;
+    }
     case OPT_TARGET_DIRECTORY: target_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
@@ -242,6 +272,11 @@ int brantel_main(int argc, char** argv) {
         apply_option(c, argv[0]);
     }
 
+    // The binary miniSEED layout carries absolute times; a time column in
+    // minutes or of the day has no place in it.
+    if (output_type == OT_MSEED && time_in_minutes != TIME_SECONDS)
+        exit_with_line("Error: --mseed writes absolute times; --minutes, --seconds-in-day and "
+                       "--minutes-in-day cannot be used with it\n");
     if (snippets >= 2 && snippet_length == 0) {
         ERR_PRINTF("Error: You need to supply the length of each snippet (-l #)\n");
         process_exit(1);

@@ -6,6 +6,7 @@
 #include "brantel.h"
 #include "conditioning.h"
 #include "miniseed.h"
+#include "mseed_segments.h"
 #include "run_state.h"
 #include "series.h"
 #include "settings.h"
@@ -33,6 +34,8 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
 
     run_state st;
     load_recordings(names, st);
+    // Segments follow the recorded time axis, before resampling interpolates it.
+    if (output_type == OT_MSEED) st.segment_breaks = segment_breaks(time_array, st.freq);
     if (plot && !names.empty()) check_plot_channels(names.front(), data.size());
     condition_series();
     if (plot) keep_plot_times(st);

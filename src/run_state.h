@@ -23,6 +23,9 @@ struct run_state {
     // second of the conditioned series.
     series_t utc_times;
     double utc_rate = 0.0;
+    // Binary miniSEED only: where the input series' time axis jumps, taken
+    // before conditioning (see mseed_segments.h).
+    std::vector<long> segment_breaks;
 };
 
 // Reads every named recording and appends it to data and time_array.

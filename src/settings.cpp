@@ -26,6 +26,8 @@ char TZ[7] = "TZ=UTC";
 const char* default_time_format;
 const char* target_directory;
 int identify;
+std::string mseed_network;
+long mseed_record_length;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -52,6 +54,9 @@ void reset_settings() {
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
     target_directory = nullptr;
     identify = 0;
+    // "XX" is the network code for test and unregistered data.
+    mseed_network = "XX";
+    mseed_record_length = 4096;
 }
 
 namespace {

@@ -2,6 +2,7 @@
 // the conversion run, the conditioning steps and the writers.
 #pragma once
 
+#include <string>
 #include <vector>
 
 // Output layout.
@@ -14,7 +15,8 @@ enum OUTPUT_TYPE {
     OT_VXDAT = 5,       // legacy dat file of 512-sample blocks
     OT_SLIST = 6,       // miniSEED ASCII SLIST
     OT_TSPAIR = 7,      // miniSEED ASCII TSPAIR
-    OT_LAST = 8         // end marker, never selected
+    OT_MSEED = 8,       // binary miniSEED 2 records, every channel in one file
+    OT_LAST = 9         // end marker, never selected
 };
 
 // Unit of the time column, held in time_in_minutes.
@@ -61,6 +63,10 @@ extern const char* default_time_format;
 extern const char* target_directory;
 // --identify: describe the named files instead of converting them.
 extern int identify;
+// Network code of the binary miniSEED layout (--network), 1 or 2 characters.
+extern std::string mseed_network;
+// Length of its records in bytes (--record-length), a power of two.
+extern long mseed_record_length;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

@@ -1,5 +1,6 @@
-// Dispatch of the windows to the writer of the chosen layout, with the output
-// names of output_name.h.
+// The table of layouts: for each layout the files of one window, named by
+// output_name.h, and the writer that fills each; the windows are planned,
+// checked and then handed to the writers.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -10,13 +11,17 @@
 #include <vector>
 
 #include "miniseed.h"
+#include "mseed_codes.h"
+#include "mseed_records.h"
+#include "mseed_segments.h"
 #include "output_name.h"
+#include "process_exit.h"
 #include "run_state.h"
 #include "series.h"
+#include "settings.h"
 #include "time_format.h"
 #include "write_plot.h"
 #include "writers.h"
-#include "process_exit.h"
 
 namespace {
 
@@ -76,43 +81,83 @@ void print_debug_window(long start_i, long size) {
     if (debug) std::cerr << time_array[start_i] << " - " << time_array[start_i + size - 1] << "\n";
 }
 
-// The files of one window of the column layouts.
-std::vector<write_job> column_jobs(const fs::path& first, const run_state& st, const series_t& avg, long start_i,
-                                   const std::string& suffix) {
-    const long len = snippet_length;
-    const double stm = time_array[start_i];
-    const double freq = st.freq;
-    const char* comment = no_comment ? nullptr : st.comment;
+// A number for a message: "%.15g", so that a time keeps its fraction and an
+// absurd value stays short.
+std::string number_text(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", v);
+    return text;
+}
+
+// What a layout needs to plan the files of one window.
+struct window_request {
+    const fs::path &first; // the first input, after which every output is named
+    const run_state &st;
+    const series_t &avg; // the average series (average layout only)
+    long start_i;
+    std::string suffix; // the snippet letter, or empty
+};
+
+// The pieces every column layout passes to its writer.
+struct column_args {
+    long len;
+    double stm;
+    double freq;
+    const char *comment;
+};
+
+column_args column_args_of(const window_request &w) {
+    return {snippet_length, time_array[w.start_i], w.st.freq, no_comment ? nullptr : w.st.comment};
+}
+
+// A layout of one file per window written by one of the all-channel writers.
+template <auto writer> std::vector<write_job> one_file(const window_request &w, const std::string &ext) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    fs::path p = output_name(w.first, ext + w.suffix);
+    return {{p, [=] { writer(p, time_array, data, start_i, a.len, a.stm, a.freq, a.comment); }}};
+}
+
+std::vector<write_job> per_channel_jobs(const window_request &w) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
     std::vector<write_job> jobs;
-    auto per_channel = [&] {
-        for (size_t ch = 0; ch < data.size(); ++ch) {
-            fs::path p = output_name(first, "channel" + std::to_string(ch) + suffix);
-            jobs.push_back({p, [=] { write_tm(p, data[ch], time_array, start_i, len, stm, freq, comment); }});
-        }
-    };
-    auto one_file = [&](const std::string& ext, auto writer) {
-        fs::path p = output_name(first, ext + suffix);
-        jobs.push_back({p, [=] { writer(p, time_array, data, start_i, len, stm, freq, comment); }});
-    };
-    switch (output_type) {
-    case OT_TWOCOLUMNS: per_channel(); break;
-    case OT_FOURCOLUMNS: one_file("tm4", write_all); break;
-    case OT_VXDAT: one_file("vxdat", write_vxdat); break;
-    case OT_AVERAGE: {
-        fs::path p = output_name(first, "avg" + suffix);
-        jobs.push_back({p, [=, &avg] { write_tm(p, avg, time_array, start_i, len, stm, freq, comment); }});
-        break;
-    }
-    case OT_AMPLITUDE: one_file("tm4", write_amplitude); break; // the same extension as four columns
-    case OT_ONECOLUMN: {
-        per_channel();
-        fs::path p = output_name(first, "time" + suffix);
-        jobs.push_back({p, [=] { write_time(p, time_array, start_i, len, stm, freq, comment); }});
-        break;
-    }
-    default: break;
+    for (size_t ch = 0; ch < data.size(); ++ch) {
+        fs::path p = output_name(w.first, "channel" + std::to_string(ch) + w.suffix);
+        jobs.push_back(
+            {p, [=] { write_tm(p, data[ch], time_array, start_i, a.len, a.stm, a.freq, a.comment); }});
     }
     return jobs;
+}
+
+std::vector<write_job> one_column_jobs(const window_request &w) {
+    std::vector<write_job> jobs = per_channel_jobs(w);
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    fs::path p = output_name(w.first, "time" + w.suffix);
+    jobs.push_back({p, [=] { write_time(p, time_array, start_i, a.len, a.stm, a.freq, a.comment); }});
+    return jobs;
+}
+
+std::vector<write_job> four_column_jobs(const window_request &w) {
+    return one_file<write_all>(w, "tm4");
+}
+
+// Deliberately the same extension as the four-column layout.
+std::vector<write_job> amplitude_jobs(const window_request &w) {
+    return one_file<write_amplitude>(w, "tm4");
+}
+
+std::vector<write_job> vxdat_jobs(const window_request &w) {
+    return one_file<write_vxdat>(w, "vxdat");
+}
+
+std::vector<write_job> average_jobs(const window_request &w) {
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
+    const series_t *avg = &w.avg;
+    fs::path p = output_name(w.first, "avg" + w.suffix);
+    return {{p, [=] { write_tm(p, *avg, time_array, start_i, a.len, a.stm, a.freq, a.comment); }}};
 }
 
 // The rate a TIMESERIES header states: the first file's, or with sample_times
@@ -121,27 +166,28 @@ double header_rate(const run_state &st) {
     return sample_times && upsample > 0 ? st.freq * upsample : st.freq;
 }
 
-// The miniSEED ASCII layouts: one file per channel, one window only, headed
-// by the format's own TIMESERIES line (written also without comments).
-std::vector<write_job> miniseed_jobs(const fs::path& first, const run_state& st, long start_i) {
+// The miniSEED ASCII layouts: one file per channel, headed by the format's
+// own TIMESERIES line (written also without comments).
+std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
     const bool tspair = output_type == OT_TSPAIR;
     char start[160];
-    strftime_us(start, sizeof start, "%Y-%m-%dT%H:%M:%S", time_array[start_i]);
+    strftime_us(start, sizeof start, "%Y-%m-%dT%H:%M:%S", time_array[w.start_i]);
     std::string net, sta, loc, chan;
-    miniseed_name(st.station, &net, &sta, &loc, &chan);
+    miniseed_name(w.st.station, &net, &sta, &loc, &chan);
+    const column_args a = column_args_of(w);
+    const long start_i = w.start_i;
     std::vector<write_job> jobs;
     for (size_t ch = 0; ch < data.size(); ++ch) {
         std::string series_name = net + "_" + sta + std::to_string(ch + 1) + "_" + loc + "_" + chan;
         char header[512];
         std::snprintf(header, sizeof header, "TIMESERIES %s, %ld samples, %f sps, %s, %s, INTEGER",
-                      series_name.c_str(), snippet_length, header_rate(st), start,
+                      series_name.c_str(), snippet_length, header_rate(w.st), start,
                       tspair ? "TSPAIR" : "SLIST");
         std::string head = header;
-        fs::path p = output_name(first, "channel" + std::to_string(ch) + (tspair ? ".tspair.ascii" : ".slist.ascii"));
-        const long len = snippet_length;
-        const double stm = time_array[start_i];
-        const double freq = st.freq;
-        jobs.push_back({p, [=] { write_tm(p, data[ch], time_array, start_i, len, stm, freq, head.c_str()); }});
+        fs::path p = output_name(w.first, "channel" + std::to_string(ch) +
+                                              (tspair ? ".tspair.ascii" : ".slist.ascii"));
+        jobs.push_back(
+            {p, [=] { write_tm(p, data[ch], time_array, start_i, a.len, a.stm, a.freq, head.c_str()); }});
     }
     return jobs;
 }
@@ -161,11 +207,75 @@ std::vector<write_job> with_plot(std::vector<write_job> jobs, const fs::path& fi
     return jobs;
 }
 
+// What miniSEED cannot hold is refused before any file is written: a rate
+// the header cannot express, a station code over 5 characters, a time
+// outside the years its header carries.
+void refuse_unwritable(const mseed_file &file, const fs::path &first) {
+    const std::string name = "\"" + first.string() + "\"";
+    if (!writable_rate(file.rate))
+        exit_with_line("Error: sample rate " + number_text(file.rate) + " of " + name +
+                       " cannot be written in miniSEED (1e-09 to 1e+09)\n");
+    for (const std::string &code : file.stations)
+        if (code.size() > MAX_STATION_CODE)
+            exit_with_line("Error: " + name + " has " + std::to_string(file.stations.size()) +
+                           " channels; station code \"" + code +
+                           "\" is longer than the 5 characters miniSEED allows\n");
+    for (const sample_range &seg : file.segments)
+        for (long i = seg.begin; i < seg.end; ++i)
+            if (!writable_time(time_array[static_cast<size_t>(i)]))
+                exit_with_line("Error: time " + number_text(time_array[static_cast<size_t>(i)]) + " of " +
+                               name + " is outside the years 1900 to 2100 that miniSEED holds\n");
+}
+
+// The binary miniSEED layout: one file per window with every channel. The
+// written rate is the recording's times the upsampling factor.
+std::vector<write_job> mseed_jobs(const window_request &w) {
+    const long up = upsample > 0 ? upsample : 1;
+    mseed_file file;
+    file.network = mseed_network;
+    file.rate = w.st.freq * static_cast<double>(up);
+    file.channel = channel_code(file.rate);
+    file.record_length = static_cast<int>(mseed_record_length);
+    for (size_t ch = 0; ch < data.size(); ++ch)
+        file.stations.push_back(station_code(w.st.station, ch));
+    file.segments = window_segments(w.st.segment_breaks, up, samples, w.start_i, snippet_length);
+    refuse_unwritable(file, w.first);
+    fs::path p = output_name(w.first, w.suffix.empty() ? "mseed" : w.suffix + ".mseed");
+    return {{p, [=] { write_mseed(p, data, time_array, file); }}};
+}
+
+// One entry per layout: how it names and writes the files of one window.
+struct layout {
+    OUTPUT_TYPE type;
+    bool snippets;             // false: one window only, whatever -n says
+    bool reads_channel_series; // the channel series must reach the end of the window
+    std::vector<write_job> (*plan)(const window_request &);
+};
+
+constexpr layout LAYOUTS[] = {
+    {OT_ONECOLUMN, true, true, one_column_jobs},
+    {OT_TWOCOLUMNS, true, true, per_channel_jobs},
+    {OT_FOURCOLUMNS, true, true, four_column_jobs},
+    {OT_AMPLITUDE, true, true, amplitude_jobs},
+    {OT_AVERAGE, true, false, average_jobs},
+    {OT_VXDAT, true, true, vxdat_jobs},
+    {OT_SLIST, false, true, miniseed_ascii_jobs},
+    {OT_TSPAIR, false, true, miniseed_ascii_jobs},
+    {OT_MSEED, true, true, mseed_jobs},
+};
+
+const layout *find_layout(OUTPUT_TYPE type) {
+    for (const layout &l : LAYOUTS)
+        if (l.type == type) return &l;
+    return nullptr;
+}
+
 } // namespace
 
-void write_outputs(const std::vector<fs::path>& names, const run_state& st, long start_i) {
-    const fs::path& first = names.front();
-    const bool miniseed = output_type == OT_SLIST || output_type == OT_TSPAIR;
+void write_outputs(const std::vector<fs::path> &names, const run_state &st, long start_i) {
+    const layout *chosen = find_layout(output_type);
+    if (chosen == nullptr) return;
+    const fs::path &first = names.front();
     series_t avg;
     if (output_type == OT_AVERAGE) avg = average_series();
 
@@ -173,8 +283,8 @@ void write_outputs(const std::vector<fs::path>& names, const run_state& st, long
     std::vector<window_plan> plan;
     long written = 0;
     bool stopped_early = false;
-    if (miniseed) {
-        plan.push_back({start_i, with_plot(miniseed_jobs(first, st, start_i), first, st, start_i, "")});
+    if (!chosen->snippets) {
+        plan.push_back({start_i, with_plot(chosen->plan({first, st, avg, start_i, ""}), first, st, start_i, "")});
     } else {
         for (long i = 0; i < snippets; ++i) {
             if (snippet_length > samples - start_i) {
@@ -182,18 +292,20 @@ void write_outputs(const std::vector<fs::path>& names, const run_state& st, long
                 break;
             }
             const std::string suffix = snippet_suffix(i);
-            plan.push_back({start_i, with_plot(column_jobs(first, st, avg, start_i, suffix), first, st,
-                                               start_i, suffix)});
+            plan.push_back(
+                {start_i, with_plot(chosen->plan({first, st, avg, start_i, suffix}), first, st, start_i, suffix)});
             start_i += snippet_length;
             ++written;
         }
     }
     refuse_outputs_over_inputs(plan, st);
-    if (output_type != OT_AVERAGE && !plan.empty()) check_series_length(first, plan.back().start_i + snippet_length);
+    if (chosen->reads_channel_series && !plan.empty())
+        check_series_length(first, plan.back().start_i + snippet_length);
 
-    for (const window_plan& w : plan) {
+    for (const window_plan &w : plan) {
         print_debug_window(w.start_i, snippet_length);
-        for (const write_job& job : w.jobs) job.write();
+        for (const write_job &job : w.jobs)
+            job.write();
     }
     if (stopped_early)
         std::cerr << "Warning: only " << written << " of " << snippets << " snippets produced\n";

@@ -1,5 +1,5 @@
-// The single-series writers: samples in one of the column layouts, or the
-// time column alone.
+// The single-series writer: the samples of one series in one of the column
+// layouts.
 #include "row_writer.h"
 #include "settings.h"
 #include "writers.h"
@@ -58,16 +58,4 @@ double write_tm(const std::filesystem::path& s, const series_t& values, const se
         }
     };
     return write_window_rows(s, time, start_i, size, stm, freq, comment, head, row);
-}
-
-double write_time(const std::filesystem::path& s, const series_t& time, long start_i, long size, double stm,
-                  double freq, const char* comment) {
-    // The two-column files carry their own time column.
-    if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
-    check_window("write_time", time, start_i, size);
-    return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t, double t, FixedColumn& column, long) {
-                                 out.put_fixed(column, t);
-                                 out.put('\n');
-                             });
 }

@@ -16,8 +16,10 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
+#include "mseed_segments.h"
 #include "series.h"
 
 // One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).
@@ -39,3 +41,20 @@ double write_amplitude(const std::filesystem::path& s, const series_t& time, con
 // Legacy dat layout: blocks of 512 samples of the first three channels.
 double write_vxdat(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
                    long start_i, long size, double stm, double freq, const char* comment);
+
+// Binary miniSEED layout: the codes, rate, record length and segments of one
+// file (see mseed_codes.h, mseed_segments.h and mseed_records.h).
+struct mseed_file {
+    std::string network;
+    std::vector<std::string> stations; // one per series
+    std::string channel;
+    double rate = 0.0;
+    int record_length = 4096;
+    std::vector<sample_range> segments; // within the window, in order
+};
+
+// Every non-empty series, one after the other, each segment packed into
+// records of its own; the sequence numbers run through the file. A segment
+// that libmseed refuses ends the process with one line, status 1.
+void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &data, const series_t &time,
+                 const mseed_file &file);

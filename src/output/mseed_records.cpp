@@ -1,0 +1,167 @@
+// Packing of miniSEED 2 records with libmseed (see mseed_records.h).
+#include "mseed_records.h"
+
+#include <libmseed.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+// Steim-2 stores differences of neighbours in at most 30 bits.
+constexpr int64_t STEIM2_MIN_DIFFERENCE = -(int64_t{1} << 29);
+constexpr int64_t STEIM2_MAX_DIFFERENCE = (int64_t{1} << 29) - 1;
+
+// The value as a 32-bit integer, when it is one. The range test comes first,
+// so that the conversion is always defined.
+bool as_int32(double v, int32_t &out) {
+    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
+    out = static_cast<int32_t>(v);
+    return static_cast<double>(out) == v;
+}
+
+// libmseed reports through its log functions; the messages are collected so
+// that a failure becomes one line of our own rather than library chatter.
+std::string &library_messages() {
+    static std::string messages;
+    return messages;
+}
+
+void collect_message(char *text) {
+    std::string &m = library_messages();
+    if (!m.empty()) m += "; ";
+    m += text;
+    while (!m.empty() && (m.back() == '\n' || m.back() == '\r'))
+        m.pop_back();
+}
+
+void route_library_messages() {
+    static const bool routed = (ms_loginit(collect_message, nullptr, collect_message, nullptr), true);
+    (void)routed;
+    library_messages().clear();
+}
+
+struct msr_deleter {
+    void operator()(MSRecord *msr) const {
+        msr->datasamples = nullptr; // the samples are not libmseed's to free
+        msr_free(&msr);
+    }
+};
+using msr_ptr = std::unique_ptr<MSRecord, msr_deleter>;
+
+void copy_code(char (&field)[11], const std::string &code) {
+    std::memset(field, 0, sizeof field);
+    std::memcpy(field, code.data(), std::min(code.size(), sizeof field - 1));
+}
+
+// What the record handler needs. The handler is called from C code, so it
+// reports trouble through `failed` instead of throwing.
+struct handler_state {
+    const double *times;
+    std::size_t n;
+    std::size_t packed = 0; // samples in the records handed on so far
+    const record_sink *sink;
+    MSRecord *header = nullptr; // the header of the record in hand, reused
+    bool failed = false;
+};
+
+// libmseed derives each record's start time from the segment's start and the
+// sample rate. The time axis is the truth: each record is restamped with its
+// first sample's own time where the two differ.
+void handle_record(char *record, int length, void *data) {
+    auto &st = *static_cast<handler_state *>(data);
+    if (st.failed) return;
+    if (msr_unpack(record, length, &st.header, 0, 0) != MS_NOERROR || st.header->samplecnt < 0 ||
+        st.packed >= st.n) {
+        st.failed = true;
+        return;
+    }
+    const int64_t start = microseconds_of(st.times[st.packed]);
+    if (st.header->starttime != start) {
+        st.header->starttime = start;
+        if (msr_pack_header(st.header, 1, 0) < 0) {
+            st.failed = true;
+            return;
+        }
+    }
+    st.packed += static_cast<std::size_t>(st.header->samplecnt);
+    (*st.sink)(record, static_cast<std::size_t>(length));
+}
+
+void add_blockettes(MSRecord *msr, double rate) {
+    blkt_100_s b100{};
+    b100.samprate = static_cast<float>(rate);
+    blkt_1001_s b1001{}; // the microseconds are filled in for every record
+    if (!msr_addblockette(msr, reinterpret_cast<char *>(&b100), sizeof b100, 100, 0) ||
+        !msr_addblockette(msr, reinterpret_cast<char *>(&b1001), sizeof b1001, 1001, 0))
+        throw std::runtime_error("cannot add blockettes");
+}
+
+[[noreturn]] void refuse(const mseed_stream &stream, const std::string &why) {
+    std::string text = "libmseed cannot pack the records of " + stream.station + " " + stream.channel;
+    std::string said = why.empty() ? library_messages() : why;
+    if (!said.empty()) text += ": " + said;
+    throw std::runtime_error(text);
+}
+
+} // namespace
+
+mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers) {
+    bool small_differences = true;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (!as_int32(values[i], integers[i])) return mseed_encoding::FLOAT64;
+        if (i > 0) {
+            const int64_t d = int64_t{integers[i]} - int64_t{integers[i - 1]};
+            small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+        }
+    }
+    return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
+}
+
+int64_t microseconds_of(double t) {
+    return std::llround(t * 1e6);
+}
+
+void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
+                  int32_t *scratch, int &sequence, const record_sink &sink) {
+    if (n == 0) return;
+    route_library_messages();
+    msr_ptr msr(msr_init(nullptr));
+    if (!msr) refuse(stream, "out of memory");
+    copy_code(msr->network, stream.network);
+    copy_code(msr->station, stream.station);
+    copy_code(msr->location, stream.location);
+    copy_code(msr->channel, stream.channel);
+    msr->dataquality = 'D';
+    msr->starttime = microseconds_of(times[0]);
+    msr->samprate = stream.rate;
+    msr->reclen = stream.record_length;
+    msr->byteorder = 1; // big-endian, as every reader expects
+    msr->sequence_number = sequence;
+    add_blockettes(msr.get(), stream.rate);
+
+    const mseed_encoding encoding = choose_encoding(values, n, scratch);
+    if (encoding == mseed_encoding::FLOAT64) {
+        msr->encoding = DE_FLOAT64;
+        msr->sampletype = 'd';
+        msr->datasamples = const_cast<double *>(values); // only read
+    } else {
+        msr->encoding = encoding == mseed_encoding::STEIM2 ? DE_STEIM2 : DE_INT32;
+        msr->sampletype = 'i';
+        msr->datasamples = scratch;
+    }
+    msr->numsamples = static_cast<int64_t>(n);
+
+    handler_state st{times, n, 0, &sink};
+    int64_t packed = 0;
+    const int records = msr_pack(msr.get(), handle_record, &st, &packed, 1, 0);
+    if (st.header) {
+        st.header->record = nullptr; // the record buffer belongs to libmseed
+        msr_free(&st.header);
+    }
+    if (records < 0 || st.failed || packed != static_cast<int64_t>(n) || st.packed != n) refuse(stream, "");
+    sequence = msr->sequence_number;
+}

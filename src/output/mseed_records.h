@@ -1,0 +1,62 @@
+// Packing of one segment of one channel into miniSEED 2 records with
+// libmseed: big-endian records of a fixed length, each with Blockette 1000
+// (encoding, byte order, record length), Blockette 100 (the exact sample rate)
+// and Blockette 1001 (the start time's microseconds).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+// How the samples of a segment are stored.
+enum class mseed_encoding {
+    STEIM2,  // integers whose successive differences fit in 30 bits, lossless
+    INT32,   // other integers within 32-bit range
+    FLOAT64, // anything else
+};
+
+// STEIM2 when every value is an integer within 32-bit range and every
+// difference of neighbours fits in 30 bits (-2^29 to 2^29 - 1); INT32 when
+// the values are such integers but a difference does not fit; FLOAT64
+// otherwise (fractions, larger values, infinities, NaN). Unless the result is
+// FLOAT64, `integers` (room for n values) holds the values as integers.
+mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers);
+
+// The codes and shape of the records of one channel.
+struct mseed_stream {
+    std::string network;
+    std::string station;
+    std::string location;
+    std::string channel;
+    double rate = 0.0;        // samples per second
+    int record_length = 4096; // bytes
+};
+
+// Receives each finished record.
+using record_sink = std::function<void(const char *bytes, std::size_t length)>;
+
+// Microseconds since 1970 of a time in Unix seconds, rounded to the nearest.
+// The caller makes sure that the time lies within the years 1900 to 2100.
+int64_t microseconds_of(double t);
+
+// True when the fixed header's rate factor and multiplier (two 16-bit
+// integers) can express a rate near r: 1e-9 to 1e9 samples per second.
+inline bool writable_rate(double r) {
+    return r >= 1e-9 && r <= 1e9;
+}
+
+// True when t is a time that miniSEED can carry: 1900-01-01 (Unix time
+// -2208988800) up to the end of 2100 (4133980800).
+inline bool writable_time(double t) {
+    return t >= -2208988800.0 && t < 4133980800.0;
+}
+
+// Packs values[0 .. n) in the encoding that choose_encoding picks, with
+// `scratch` (room for n values) as the integers' buffer. Each record starts
+// at the time that times[] gives for its first sample, never at a time
+// computed from the sample rate. `sequence` is the sequence number of the
+// first record and is advanced past the last one. Throws std::runtime_error
+// with libmseed's complaint when it refuses to pack.
+void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
+                  int32_t *scratch, int &sequence, const record_sink &sink);
