@@ -146,7 +146,7 @@ TEST_F(AtomicOutput, SigkillAtAnyPointLeavesOldOrNewComplete) {
         put_old();
         pid_t pid = start(work.path, BRANTEL_BIN, new_args());
         std::this_thread::sleep_for(whole * k / 20);
-        kill(pid, SIGKILL);
+        if (k < 24) kill(pid, SIGKILL); // the last run is left to finish
         wait_for(pid);
         const std::string now = read_file(work.file("day.tm4"));
         ASSERT_TRUE(now == *old_output || now == *new_output)
