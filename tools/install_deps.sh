@@ -18,6 +18,10 @@ command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/libmseed.h ] || need+=(libmseed-dev)
 command -v mseed2sac >/dev/null || need+=(mseed2sac)
 command -v parallel >/dev/null || need+=(parallel)
+# The archive driver's test ends a whole session with pkill and takes locks
+# with flock.
+command -v pkill >/dev/null || need+=(procps)
+command -v flock >/dev/null || need+=(util-linux)
 command -v gnuplot >/dev/null || need+=(gnuplot-nox)
 # The install test renders the manual page.
 command -v man >/dev/null || need+=(man-db)
