@@ -12,13 +12,13 @@
 namespace {
 
 class FilterTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { reset_filter_state_for_tests(); }
     void TearDown() override { reset_filter_state_for_tests(); }
 };
 
 // Compensated (Neumaier) sum: the correctly rounded total for a table like H.
-double compensated_sum(const double* v, int n) {
+double compensated_sum(const double *v, int n) {
     double s = 0.0;
     double c = 0.0;
     for (int i = 0; i < n; ++i) {
@@ -41,7 +41,9 @@ TEST_F(FilterTest, TableIsSymmetric) {
     }
 }
 
-TEST_F(FilterTest, CentreTap) { EXPECT_EQ(H[64], 0.50000000000006484); }
+TEST_F(FilterTest, CentreTap) {
+    EXPECT_EQ(H[64], 0.50000000000006484);
+}
 
 TEST_F(FilterTest, SomeTapsHoldTheirExactValues) {
     EXPECT_EQ(H[0], -2.5522871035638949e-15);
@@ -133,7 +135,7 @@ TEST_F(FilterTest, MatchesDirectConvolutionOnRandomData) {
     std::mt19937_64 rng(12345);
     std::uniform_real_distribution<double> dist(-40000.0, 40000.0);
     std::vector<double> x(1000);
-    for (double& v : x) {
+    for (double &v : x) {
         v = dist(rng);
     }
     // Start at a non-zero index so the wrap of the history is exercised.
@@ -169,7 +171,7 @@ std::vector<std::vector<double>> random_channels() {
     // Lengths around the lane width, the history length and the chunk size.
     for (long n : {0L, 1L, 7L, 8L, 9L, 128L, 129L, 130L, 300L, 2047L, 2048L, 2049L, 4100L, 9001L}) {
         std::vector<double> v(static_cast<std::size_t>(n));
-        for (double& x : v) {
+        for (double &x : v) {
             x = dist(rng);
         }
         channels.push_back(v);
@@ -184,11 +186,11 @@ std::vector<std::vector<double>> random_channels() {
 // pushes a few more samples without Initialize, which reveals the history
 // that each channel left behind. Returns every output in order.
 template <typename FilterOne>
-std::vector<double> run_channels(const std::vector<std::vector<double>>& channels, FilterOne filter_one,
-                                 std::vector<int>& indices) {
+std::vector<double> run_channels(const std::vector<std::vector<double>> &channels, FilterOne filter_one,
+                                 std::vector<int> &indices) {
     reset_filter_state_for_tests();
     std::vector<double> outputs;
-    for (const std::vector<double>& channel : channels) {
+    for (const std::vector<double> &channel : channels) {
         std::vector<double> v = channel;
         Initialize(0.0);
         filter_one(v);
@@ -209,14 +211,14 @@ TEST_F(FilterTest, BlockFormIsBitIdenticalOverChannels) {
     std::vector<int> block_indices;
     const std::vector<double> plain = run_channels(
         channels,
-        [](std::vector<double>& v) {
-            for (double& x : v) {
+        [](std::vector<double> &v) {
+            for (double &x : v) {
                 x = Filter(x);
             }
         },
         plain_indices);
     const std::vector<double> block = run_channels(
-        channels, [](std::vector<double>& v) { filter_block(v.data(), static_cast<long>(v.size())); },
+        channels, [](std::vector<double> &v) { filter_block(v.data(), static_cast<long>(v.size())); },
         block_indices);
     ASSERT_EQ(plain.size(), block.size());
     for (std::size_t i = 0; i < plain.size(); ++i) {
@@ -233,14 +235,14 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
     std::mt19937_64 rng(7);
     std::uniform_real_distribution<double> dist(-1000.0, 1000.0);
     std::vector<double> x(6000);
-    for (double& v : x) {
+    for (double &v : x) {
         v = dist(rng);
     }
     for (int i = 0; i < 40; ++i) {
         Filter(dist(rng));
     }
     std::vector<double> plain = x;
-    for (double& v : plain) {
+    for (double &v : plain) {
         v = Filter(v);
     }
     const int plain_index = filter_index_for_tests();
@@ -250,7 +252,7 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
     std::mt19937_64 rng2(7);
     std::uniform_real_distribution<double> dist2(-1000.0, 1000.0);
     std::vector<double> copy(6000);
-    for (double& v : copy) {
+    for (double &v : copy) {
         v = dist2(rng2);
     }
     ASSERT_EQ(copy, x);
@@ -258,8 +260,8 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
         Filter(dist2(rng2));
     }
     std::size_t at = 0;
-    for (std::size_t piece : {std::size_t{3}, std::size_t{1}, std::size_t{200}, std::size_t{0}, std::size_t{2500},
-                              std::size_t{129}, std::size_t{3167}}) {
+    for (std::size_t piece : {std::size_t{3}, std::size_t{1}, std::size_t{200}, std::size_t{0},
+                              std::size_t{2500}, std::size_t{129}, std::size_t{3167}}) {
         filter_block(copy.data() + at, static_cast<long>(piece));
         at += piece;
     }
@@ -283,7 +285,7 @@ TEST_F(FilterTest, BlockFormStartsEverySumAtPositiveZero) {
     }
     std::vector<double> plain = x;
     Initialize(0.0);
-    for (double& v : plain) {
+    for (double &v : plain) {
         v = Filter(v);
     }
     ASSERT_EQ(bits(plain[static_cast<std::size_t>(m)]), bits(0.0));
@@ -292,5 +294,42 @@ TEST_F(FilterTest, BlockFormStartsEverySumAtPositiveZero) {
     filter_block(block.data(), static_cast<long>(block.size()));
     for (std::size_t i = 0; i < x.size(); ++i) {
         ASSERT_EQ(bits(plain[i]), bits(block[i])) << "output " << i;
+    }
+}
+
+// The vector width is chosen from the processor at run time; every path must
+// give the plain filter's outputs bit for bit, on random input, over lengths
+// that leave every kind of remainder after the groups of lanes.
+TEST_F(FilterTest, VectorPathsEqualTheScalarFilterBitForBit) {
+    std::mt19937_64 rng(2024);
+    std::uniform_real_distribution<double> dist(-40000.0, 40000.0);
+    std::vector<double> x(50000);
+    for (double &v : x) {
+        v = dist(rng);
+    }
+    std::vector<double> scalar = x;
+    Initialize(0.0);
+    for (double &v : scalar) {
+        v = Filter(v);
+    }
+    std::vector<FilterLanes> paths = {FilterLanes::PORTABLE, FilterLanes::AUTOMATIC};
+    if (filter_has_avx2_for_tests()) {
+        paths.push_back(FilterLanes::AVX2);
+    }
+    for (FilterLanes lanes : paths) {
+        force_filter_lanes_for_tests(lanes);
+        for (long length : {50000L, 49999L, 17L, 15L, 8L, 7L, 2049L}) {
+            reset_filter_state_for_tests();
+            std::vector<double> block(x.begin(), x.begin() + length);
+            filter_block(block.data(), length);
+            for (long i = 0; i < length; ++i) {
+                ASSERT_EQ(bits(scalar[static_cast<std::size_t>(i)]), bits(block[static_cast<std::size_t>(i)]))
+                    << "path " << static_cast<int>(lanes) << ", length " << length << ", output " << i;
+            }
+        }
+    }
+    force_filter_lanes_for_tests(FilterLanes::AUTOMATIC);
+    if (!filter_has_avx2_for_tests()) {
+        GTEST_SKIP() << "no AVX2 on this processor: only the portable path was compared";
     }
 }
