@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <thread>
+#include <utility>
 
 #include "number_format.h"
 #include "process_exit.h"
@@ -14,6 +16,12 @@ namespace {
 // few dozen system calls.
 constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 
+bool use_background_writes() {
+    return std::thread::hardware_concurrency() > 1;
+}
+
+bool background_setting = use_background_writes();
+
 [[noreturn]] void end_process() {
     std::cout.flush();
     std::cerr.flush();
@@ -23,8 +31,9 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 
 } // namespace
 
-OutFile::OutFile(const std::filesystem::path& path)
-    : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE) {
+OutFile::OutFile(const std::filesystem::path &path)
+    : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE),
+      m_background(background_setting) {
     m_file = std::fopen(path.c_str(), "w");
     if (m_file == nullptr) {
         std::cerr << "Can't open file " << path << "\n";
@@ -32,6 +41,13 @@ OutFile::OutFile(const std::filesystem::path& path)
     }
     // The buffering is ours; the stream passes every chunk straight on.
     std::setvbuf(m_file, nullptr, _IONBF, 0);
+}
+
+void OutFile::set_background_writes(bool on) {
+    background_setting = on;
+}
+bool OutFile::background_writes() {
+    return background_setting;
 }
 
 OutFile::~OutFile() {
@@ -42,6 +58,7 @@ void OutFile::put(std::string_view text) {
     if (text.size() > m_capacity - m_used) {
         flush();
         if (text.size() > m_capacity) {
+            settle();
             if (std::fwrite(text.data(), 1, text.size(), m_file) != text.size()) fail_write(errno);
             return;
         }
@@ -50,7 +67,7 @@ void OutFile::put(std::string_view text) {
     m_used += text.size();
 }
 
-char* OutFile::reserve(std::size_t n) {
+char *OutFile::reserve(std::size_t n) {
     if (n > m_capacity - m_used) {
         flush();
         if (n > m_capacity) {
@@ -65,34 +82,71 @@ char* OutFile::reserve(std::size_t n) {
 void OutFile::put_fixed(double value, int precision) {
     commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
 }
-void OutFile::put_fixed(FixedColumn& column, double value) {
+void OutFile::put_fixed(FixedColumn &column, double value) {
     commit(column.format(reserve(fixed_text_max(column.precision())), value));
 }
-void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f(double value) {
+    commit(format_f(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_f0(double value) {
+    commit(format_f0(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_f12_0(double value) {
+    commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value));
+}
+void OutFile::put_g(double value) {
+    commit(format_g(reserve(SHORT_TEXT_MAX), value));
+}
+void OutFile::put_ld(long value) {
+    commit(format_ld(reserve(SHORT_TEXT_MAX), value));
+}
+void OutFile::put_trimmed(double value) {
+    commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value));
+}
 
 void OutFile::flush() {
     if (m_used == 0) return;
+    // The thread starts with the first full buffer: a small file never needs it.
+    if (m_background && !m_writer) m_writer = std::make_unique<BackgroundWriter>(m_file);
+    if (m_writer) {
+        // The previous chunk must be out before its buffer takes new text.
+        settle();
+        m_writer->start(m_buffer.get(), m_used);
+        m_in_flight = true;
+        if (!m_spare) {
+            m_spare.reset(new char[BUFFER_SIZE]);
+            m_spare_capacity = BUFFER_SIZE;
+        }
+        m_buffer.swap(m_spare);
+        std::swap(m_capacity, m_spare_capacity);
+        m_used = 0;
+        return;
+    }
     errno = 0;
     std::size_t written = std::fwrite(m_buffer.get(), 1, m_used, m_file);
     if (written != m_used) fail_write(errno);
     m_used = 0;
 }
 
+void OutFile::settle() {
+    if (!m_in_flight) return;
+    m_in_flight = false;
+    if (int error = m_writer->wait(); error != 0) fail_write(error);
+}
+
 void OutFile::close() {
     if (m_file == nullptr) return;
     flush();
-    FILE* f = m_file;
+    settle();
+    m_writer.reset();
+    FILE *f = m_file;
     m_file = nullptr;
     errno = 0;
     if (std::fclose(f) != 0) fail_write(errno);
 }
 
 void OutFile::fail_write(int error) const {
-    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
+    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO)
+              << "\n";
     end_process();
 }

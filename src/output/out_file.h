@@ -7,6 +7,13 @@
 // it with status 1 after one line "Error: Can't write file " with the quoted
 // path and the system's reason. These are the only places where writing ends
 // the process.
+//
+// On a machine with more than one processor the full buffer is handed to a
+// writer thread and the next one is filled meanwhile (two buffers in turn).
+// A write that fails in the background is reported at the next hand-over,
+// at settle() or at close(), whichever comes first, with the same line and
+// status, so no message of a later row can come before it: the writers call
+// settle() before they print anything while the file is open.
 #pragma once
 
 #include <cstddef>
@@ -15,17 +22,18 @@
 #include <memory>
 #include <string_view>
 
+#include "background_writer.h"
 #include "number_format.h"
 
 class OutFile {
-public:
+  public:
     // Opens `path` for writing, truncating it.
-    explicit OutFile(const std::filesystem::path& path);
+    explicit OutFile(const std::filesystem::path &path);
     // Closes the file if close() was not called (with the same error checks).
     ~OutFile();
 
-    OutFile(const OutFile&) = delete;
-    OutFile& operator=(const OutFile&) = delete;
+    OutFile(const OutFile &) = delete;
+    OutFile &operator=(const OutFile &) = delete;
 
     void put(char c) {
         if (m_used == m_capacity) flush();
@@ -34,32 +42,47 @@ public:
     void put(std::string_view text);
 
     // Numbers in the conversions of number_format.h.
-    void put_fixed(double value, int precision); // "%-.*f"
-    void put_fixed(FixedColumn& column, double value); // "%-.*f" with the column's precision
-    void put_f(double value);                    // "%f"
-    void put_f0(double value);                   // "%.0f"
-    void put_f12_0(double value);                // "%12.0f"
-    void put_g(double value);                    // "%g"
-    void put_ld(long value);                     // "%ld"
-    void put_trimmed(double value);              // "%lf" without trailing zeros
+    void put_fixed(double value, int precision);       // "%-.*f"
+    void put_fixed(FixedColumn &column, double value); // "%-.*f" with the column's precision
+    void put_f(double value);                          // "%f"
+    void put_f0(double value);                         // "%.0f"
+    void put_f12_0(double value);                      // "%12.0f"
+    void put_g(double value);                          // "%g"
+    void put_ld(long value);                           // "%ld"
+    void put_trimmed(double value);                    // "%lf" without trailing zeros
 
-    // Writes the buffer out.
+    // Writes the buffer out (in the background where that is on).
     void flush();
+    // Waits until everything handed over is written; a failed write ends the
+    // process here. Call before printing a message while the file is open.
+    void settle();
     // Writes the buffer out and closes the file.
     void close();
 
-    const std::filesystem::path& path() const { return m_path; }
+    const std::filesystem::path &path() const { return m_path; }
 
-private:
+    // Whether full buffers are written on a second thread: by default where
+    // the machine has more than one processor. Tests switch it to run both
+    // ways; files opened afterwards follow the new setting.
+    static void set_background_writes(bool on);
+    static bool background_writes();
+
+  private:
     // Makes room for `n` more bytes and returns where they go; commit() then
     // records how many were written.
-    char* reserve(std::size_t n);
-    void commit(char* end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
+    char *reserve(std::size_t n);
+    void commit(char *end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
     [[noreturn]] void fail_write(int error) const;
 
     std::filesystem::path m_path;
-    FILE* m_file = nullptr;
+    FILE *m_file = nullptr;
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_capacity = 0;
     std::size_t m_used = 0;
+    // The buffer being written in the background, and the thread writing it.
+    std::unique_ptr<char[]> m_spare;
+    std::size_t m_spare_capacity = 0;
+    bool m_background; // the setting when the file was opened
+    std::unique_ptr<BackgroundWriter> m_writer;
+    bool m_in_flight = false;
 };

@@ -17,8 +17,8 @@
 // stm, through `column`, the time column's "%-.*f" with the window's decimals.
 // Returns the time after the last row.
 template <class Head, class Row>
-double write_window_rows(const std::filesystem::path& s, const series_t& time, long start_i, long size,
-                         double stm, double freq, const char* comment, Head&& head, Row&& row) {
+double write_window_rows(const std::filesystem::path &s, const series_t &time, long start_i, long size,
+                         double stm, double freq, const char *comment, Head &&head, Row &&row) {
     OutFile out(s);
     stm = first_time(stm, time, start_i);
     const long end = start_i + size;
@@ -35,7 +35,10 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
         const long row_number = i - start_i + 1;
         row(out, k, stm, column, row_number);
         const double t = time[k];
-        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, row_number, t, prev_time);
+        if (is_gap(t - prev_time, freq)) {
+            out.settle(); // a failed earlier write is reported first, as it happened first
+            report_gap(s, t - prev_time, row_number, t, prev_time);
+        }
         stm += tdiff;
         prev_time = t;
     }
@@ -43,4 +46,4 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
     return stm;
 }
 
-inline void no_head(OutFile&) {}
+inline void no_head(OutFile &) {}

@@ -14,10 +14,10 @@
 
 #include "gap_warning.h"
 #include "out_file.h"
+#include "process_exit.h"
 #include "settings.h"
 #include "writer_window.h"
 #include "writers.h"
-#include "process_exit.h"
 
 namespace {
 
@@ -28,12 +28,13 @@ constexpr std::size_t CHANNELS = 3;
 
 } // namespace
 
-double write_vxdat(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
-                   long start_i, long size, double stm, double freq, const char* comment) {
+double write_vxdat(const std::filesystem::path &s, const series_t &time, const std::vector<series_t> &data,
+                   long start_i, long size, double stm, double freq, const char *comment) {
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     if (data.size() < CHANNELS) {
         std::cout.flush();
-        std::cerr << "Error: vxdat file " << s << " needs three channels, the data has " << data.size() << "\n";
+        std::cerr << "Error: vxdat file " << s << " needs three channels, the data has " << data.size()
+                  << "\n";
         process_exit(1);
     }
     check_window("write_vxdat", time, start_i, size);
@@ -50,7 +51,8 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
     // where the series hold them. A block that would pass the end of a series
     // is left out.
     std::size_t available = data[0].size();
-    for (std::size_t c = 1; c < CHANNELS; ++c) available = std::min(available, data[c].size());
+    for (std::size_t c = 1; c < CHANNELS; ++c)
+        available = std::min(available, data[c].size());
 
     double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
     long i = start_i;
@@ -63,7 +65,7 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
             out.put_f0(min);
             out.put(' ');
             out.put_f0(sec);
-            const double* values = data[c].data() + k;
+            const double *values = data[c].data() + k;
             for (long j = 0; j < BLOCK; ++j) {
                 out.put(' ');
                 out.put_trimmed(values[j]);
@@ -73,7 +75,10 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
         // Block starts lie 512 samples apart, so at the usual sample rates
         // every block after the first is reported.
         const double t = time[k];
-        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, 0, t, prev_time);
+        if (is_gap(t - prev_time, freq)) {
+            out.settle(); // a failed earlier write is reported first, as it happened first
+            report_gap(s, t - prev_time, 0, t, prev_time);
+        }
         stm += BLOCK * tdiff;
         prev_time = t;
     }
