@@ -122,6 +122,10 @@ void OutFile::flush() {
         m_used = 0;
         return;
     }
+    write_in_place();
+}
+
+void OutFile::write_in_place() {
     errno = 0;
     std::size_t written = std::fwrite(m_buffer.get(), 1, m_used, m_file);
     if (written != m_used) fail_write(errno);
@@ -136,8 +140,10 @@ void OutFile::settle() {
 
 void OutFile::close() {
     if (m_file == nullptr) return;
-    flush();
+    // The last, partly filled buffer goes out from here: no thread is
+    // started for it, and one that runs has finished its chunk first.
     settle();
+    if (m_used > 0) write_in_place();
     m_writer.reset();
     FILE *f = m_file;
     m_file = nullptr;

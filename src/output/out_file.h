@@ -72,6 +72,8 @@ class OutFile {
     // records how many were written.
     char *reserve(std::size_t n);
     void commit(char *end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
+    // Writes the buffer on this thread.
+    void write_in_place();
     [[noreturn]] void fail_write(int error) const;
 
     std::filesystem::path m_path;
