@@ -85,16 +85,19 @@ install: $(BUILD)/CMakeCache.txt
 demo: build
 	bash examples/demo.sh $(BUILD)/brantel
 
-# Times the tool on a day and a week of recordings in every layout, against a
-# plain fprintf converter and the cost of writing the output bytes. Inputs and
-# outputs live in a temporary directory that is removed afterwards. A few
-# minutes; not part of `make test`.
+# Times the tool on a day and a week of recordings in every layout and on
+# BENCH_MANY half-hour files with -c, against a plain fprintf converter,
+# numpy's savetxt, cp of the output and the cost of writing the output bytes.
+# Inputs and outputs live in a temporary directory that is removed afterwards.
+# Several minutes; not part of `make test`.
 BENCH_RUNS ?= 5
+BENCH_MANY ?= 1000
 bench: $(BUILD)/CMakeCache.txt
 	cmake -S . -B $(BUILD) >/dev/null
 	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-fixture brantel-bench bench-fprintf-baseline bench-write-floor
 	$(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
-		--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
+		--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor \
+		--savetxt bench/savetxt_baseline.py --runs $(BENCH_RUNS) --many $(BENCH_MANY)
 
 # Rewrites the expected files of the end-to-end cases from the current binary.
 # Review the diff before committing: expected files are never regenerated to
