@@ -43,6 +43,11 @@ if ls vx16 >/dev/null 2>&1; then
     show vx16/2016/05/20160504/e6050427.avg
     run --quiet --slist vx16/2016/05/20160505/d6050510.dat
     show vx16/2016/05/20160505/d6050510.channel0.slist.ascii
+    # First-generation recordings: station, start and gain as the archive knows them.
+    run --quiet --legacy vx16/1993/11/19931102/b3110214.dat
+    show vx16/1993/11/19931102/b3110214.tm4
+    run --quiet --station arvola --sample-times -2 vx16/1995/06/19950617/c5061733.txt
+    show vx16/1995/06/19950617/c5061733.channel0
 fi
 if ls tm4/*.tm4 >/dev/null 2>&1; then
     # A TM4 input already has the four-column extension, so pick another layout.

@@ -22,10 +22,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) return 0;
     const char* path = paths[data[0] & 3];
     const double base = bases[(data[0] >> 2) & 3];
+    // First-generation reading, with or without a station from the options.
+    VxFil::legacy_options legacy;
+    legacy.m_enabled = ((data[0] >> 4) & 1) != 0;
+    legacy.m_station = ((data[0] >> 5) & 1) != 0 ? VxFil::arvola : -1;
     std::string storage;
     FILE* stream = fuzz::memory_stream(data + 1, size - 1, storage);
     try {
-        VxFil::VXFIL16 rec(stream, path, base);
+        VxFil::VXFIL16 rec(stream, path, base, legacy);
         volatile double sum = rec.get_frequency();
         for (const VxFil::vx_channel& ch : rec.get_channels()) {
             const VxFil::data_channel_type& d = rec.get_data(ch.m_channel);

@@ -14,6 +14,10 @@ bool valid_comment_type2(const char* line, arguments& a) {
     return std::sscanf(line, "!Tidserier  sampfrek: %lf gain: %d", &a.m_frequency, &a.m_gain) >= 1;
 }
 
+bool valid_comment_oldest(const char *line, arguments &a) {
+    return std::sscanf(line, "Tidserier %lf %d", &a.m_frequency, &a.m_gain) >= 1;
+}
+
 namespace {
 // Shrinks a string that was scanned into as a C buffer to the C string it holds.
 void shrink_to_c_string(std::string& s) { s.resize(std::strlen(s.c_str())); }

@@ -79,6 +79,10 @@ bool VXFIL::parse_comment(const char* line) {
         VX_TRACE("comment type 1 or 2, frequency " << m_frequency << "\n");
         return true;
     }
+    if (m_legacy && m_old_file_type && valid_comment_oldest(line, a)) {
+        VX_TRACE("oldest kind, frequency " << m_frequency << "\n");
+        return true;
+    }
     if (!valid_comment_type3(line, a)) {
         invalid_comment_message("parse_comment");
         m_frequency = 18.0;

@@ -20,8 +20,24 @@ struct stream_closer {
     }
 };
 
+// Whether the first line is a comment, as far as the reader choice is
+// concerned. With first-generation reading the oldest kind's line counts
+// without the invalid-comment message.
+bool first_line_valid(const char *line, bool legacy) {
+    if (legacy && line[0] == 'T') {
+        double frequency = -1.0;
+        int gain = -1, len = 0;
+        std::string station, date, time;
+        char kind = 0;
+        bool unixtime = false;
+        arguments a(frequency, gain, station, kind, len, unixtime, date, time);
+        if (valid_comment_oldest(line, a)) return true;
+    }
+    return validate_comment(line);
+}
+
 // Reads the probe from the stream; true when the text reader fits.
-bool looks_like_text(FILE* fd) {
+bool looks_like_text(FILE *fd, bool legacy) {
     char buffer[256];
     if (std::fread(buffer, 1, sizeof buffer, fd) < sizeof buffer) throw std::runtime_error("fread: EOF \n");
     buffer[sizeof buffer - 1] = '\0';
@@ -34,7 +50,7 @@ bool looks_like_text(FILE* fd) {
     }
     if (!end) throw std::runtime_error("Found no end of first commentline\n");
     *end = '\0';
-    bool valid = validate_comment(buffer);
+    bool valid = first_line_valid(buffer, legacy);
     size_t length = 0;
     if (std::sscanf(buffer, "!%*[!SUsu]%zu", &length) == 1 && (length == 128 || length == 512)) valid = true;
     if (end[1] != '\0' && valid) {
@@ -51,7 +67,7 @@ VXFIL* detect(const char* path, VXFIL_arguments* args) {
     {
         std::unique_ptr<FILE, stream_closer> probe(std::fopen(path, "rb"));
         if (!probe) throw std::runtime_error(Formatter() << "Can't open " << path << "\n");
-        text = looks_like_text(probe.get());
+        text = looks_like_text(probe.get(), args && args->m_legacy);
     }
     VX_TRACE("reading " << path << " as " << (text ? "text" : "binary") << "\n");
     if (text) return new AsciiVXFIL(path, args);
@@ -70,7 +86,7 @@ VXFIL* detect(const char* path, bool concat, bool old_file_type, bool fail_parse
 VXFIL* detect(FILE* stream, const char* path, VXFIL_arguments* args) {
     std::unique_ptr<FILE, stream_closer> owned(stream);
     if (!owned) throw std::runtime_error(Formatter() << "Can't open " << path << "\n");
-    bool text = looks_like_text(owned.get());
+    bool text = looks_like_text(owned.get(), args && args->m_legacy);
     if (std::fseek(owned.get(), 0, SEEK_SET) != 0)
         throw std::runtime_error(Formatter() << "Can't rewind " << path << "\n");
     VX_TRACE("reading " << path << " as " << (text ? "text" : "binary") << "\n");

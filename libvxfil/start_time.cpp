@@ -39,39 +39,41 @@ time_t day_start(int year, int month, int day) {
     return my_timegm(&t);
 }
 
+// What an accepted file-name pattern gives.
+struct name_fields {
+    int year = 0, month = 0, day = 0;
+    int half_hour = -1;
+    char station = 0;
+    bool one_digit_year = false;
+};
+
 // Year directory, month directory, day directory, then the archive name.
-bool scan_order1(const char* text, int& year, int& month, int& day, bool& one_digit_year) {
+bool scan_order1(const char *text, name_fields &f) {
     int y1 = 0, m1 = 0, y2 = 0, m2 = 0, d2 = 0, y3 = 0, m3 = 0, d3 = 0, half = 0;
     char station = 0;
     int n = std::sscanf(text, "%04d%*c%02d%*c%04d%02d%02d%*c%c%1d%02d%02d%02d.", &y1, &m1, &y2, &m2, &d2,
                         &station, &y3, &m3, &d3, &half);
     if (n != 10 || y1 != y2 || m1 != m2 || m2 != m3 || d2 != d3 || y2 % 10 != y3 || half >= 48) return false;
-    year = y2;
-    month = m2;
-    day = d2;
-    one_digit_year = false;
+    f = {y2, m2, d2, half, station, false};
     return true;
 }
 
 // A day directory, then the archive name.
-bool scan_order2(const char* text, int& year, int& month, int& day, bool& one_digit_year) {
+bool scan_order2(const char *text, name_fields &f) {
     int y1 = 0, m1 = 0, d1 = 0, y2 = 0, m2 = 0, d2 = 0, half = 0;
     char station = 0;
     int n =
         std::sscanf(text, "%04d%02d%02d%*c%c%1d%02d%02d%02d.", &y1, &m1, &d1, &station, &y2, &m2, &d2, &half);
     if (n != 8 || m1 != m2 || d1 != d2 || y1 % 10 != y2 || half > 47) return false;
-    year = y1;
-    month = m1;
-    day = d1;
-    one_digit_year = false;
+    f = {y1, m1, d1, half, station, false};
     return true;
 }
 
 // The archive name alone, with a four-digit or a one-digit year.
-bool scan_order4(const char* text, int& year, int& month, int& day, bool& one_digit_year) {
+bool scan_order4(const char *text, name_fields &f) {
     int y = 0, m = 0, d = 0, half = 0;
     char station = 0;
-    one_digit_year = false;
+    bool one_digit_year = false;
     int n = std::sscanf(text, "%c%04d%02d%02d%02d.", &station, &y, &m, &d, &half);
     if (n != 5) {
         n = std::sscanf(text, "%c%1d%02d%02d%02d.", &station, &y, &m, &d, &half);
@@ -80,36 +82,33 @@ bool scan_order4(const char* text, int& year, int& month, int& day, bool& one_di
         one_digit_year = true;
     }
     if (n != 5 || half >= 48) return false;
-    year = y;
-    month = m;
-    day = d;
+    f = {y, m, d, half, station, one_digit_year};
     return true;
 }
 
-using scanner = bool (*)(const char*, int&, int&, int&, bool&);
+using scanner = bool (*)(const char *, name_fields &);
 
 // Scans every remainder after a "/" of the path, left to right.
-bool scan_components(const char* fname, scanner scan, int& year, int& month, int& day, bool& one_digit_year) {
+bool scan_components(const char *fname, scanner scan, name_fields &f) {
     for (const char* slash = std::strchr(fname, '/'); slash; slash = std::strchr(slash + 1, '/'))
-        if (scan(slash + 1, year, month, day, one_digit_year)) return true;
+        if (scan(slash + 1, f)) return true;
     return false;
 }
 
 } // namespace
 
 bool VXFIL::set_time_start_of_day(const char* fname) {
-    int year = 0, month = 0, day = 0;
-    bool one_digit_year = false;
-    bool found = scan_components(fname, scan_order1, year, month, day, one_digit_year) ||
-                 scan_order2(fname, year, month, day, one_digit_year) ||
-                 scan_components(fname, scan_order2, year, month, day, one_digit_year) ||
-                 scan_order4(fname, year, month, day, one_digit_year);
+    name_fields f;
+    bool found = scan_components(fname, scan_order1, f) || scan_order2(fname, f) ||
+                 scan_components(fname, scan_order2, f) || scan_order4(fname, f);
     if (!found) {
         VX_TRACE("no date in path " << fname << "\n");
         return false;
     }
-    m_start_of_day = day_start(year, month, day);
-    m_uncertain_year = one_digit_year;
+    m_start_of_day = day_start(f.year, f.month, f.day);
+    m_uncertain_year = f.one_digit_year;
+    m_name_half_hour = f.half_hour;
+    m_name_station = f.station;
     VX_TRACE("start of day " << m_start_of_day << " from " << fname << "\n");
     return true;
 }

@@ -17,7 +17,7 @@ struct file_closer {
 };
 } // namespace
 
-Vxfil_Base *vxdetect(const char *path, double frequency) {
+Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy) {
     unsigned char buf[probe_buffer_size];
     size_t n = 0;
     {
@@ -39,7 +39,7 @@ Vxfil_Base *vxdetect(const char *path, double frequency) {
     case probe_kind::VX16:
         break;
     }
-    return new VXFIL16(path, frequency);
+    return new VXFIL16(path, frequency, legacy);
 }
 
 } // namespace VxFil

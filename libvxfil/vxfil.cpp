@@ -32,6 +32,7 @@ void VXFIL::prepare(const char* path, VXFIL_arguments* args) {
         m_concat = args->m_concat;
         m_old_file_type = args->m_old_file_type;
         m_quiet = args->m_quiet;
+        m_legacy = args->m_legacy;
         m_firstline.reserve(120);
         for (auto& v : current)
             v.assign(2 * Max, 0.0);

@@ -13,6 +13,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -42,6 +43,35 @@ bool whole_second(double v, int64_t& out) {
     return true;
 }
 
+// Station of a first-generation recording: the comment's own when it names
+// one, else the one the options give, else the station letter of the file
+// name.
+uint8_t legacy_station(const VXFIL &reader, const legacy_options &legacy, const char *name) {
+    if (!reader.m_station.empty()) return old_station2new_station(reader.get_station());
+    if (legacy.m_station >= 0) return static_cast<uint8_t>(legacy.m_station);
+    auto letter = station_char2stationid.find(reader.m_name_station);
+    if (letter != station_char2stationid.end()) return letter->second;
+    throw missing_station(name);
+}
+
+// Gain setting of a first-generation recording: one that names none is
+// converted with setting 1, and says so.
+int legacy_gain(const VXFIL &reader, const char *name) {
+    if (reader.get_gain() != -1) return reader.get_gain();
+    std::cerr << "Warning: \"" << name << "\" names no gain setting; converting with gain setting 1\n";
+    return 1;
+}
+
+// The oldest kind has no block stamps: the recording starts at the half-hour
+// that the file name's index names.
+uint32_t oldest_kind_start(const VXFIL &reader, const char *name) {
+    if (reader.m_name_half_hour < 0)
+        throw std::runtime_error(Formatter() << "Error: \"" << name
+                                             << "\" has no time stamps and its file name gives no date and "
+                                                "half-hour index\n");
+    return static_cast<uint32_t>(reader.m_start_of_day + static_cast<time_t>(reader.m_name_half_hour) * 1800);
+}
+
 vx_channel channel_record(uint16_t k, int gain) {
     vx_channel ch;
     ch.m_magic = magic_chan;
@@ -56,20 +86,27 @@ vx_channel channel_record(uint16_t k, int gain) {
 
 } // namespace
 
-VXFIL16::VXFIL16(const char* filename, double initial_basetime) : Vxfil_Base(filename) {
+VXFIL16::VXFIL16(const char *filename, double initial_basetime, const legacy_options &legacy)
+    : Vxfil_Base(filename) {
     VXFIL_arguments args;
     args.m_quiet = true;
-    load(detect(filename, &args), filename, initial_basetime);
+    args.m_legacy = legacy.m_enabled;
+    load(detect(filename, &args), filename, initial_basetime, legacy);
 }
 
-VXFIL16::VXFIL16(FILE* stream, const char* name, double initial_basetime) : Vxfil_Base(name) {
+VXFIL16::VXFIL16(FILE *stream, const char *name, double initial_basetime, const legacy_options &legacy)
+    : Vxfil_Base(name) {
     VXFIL_arguments args;
     args.m_quiet = true;
-    load(detect(stream, name, &args), name, initial_basetime);
+    args.m_legacy = legacy.m_enabled;
+    load(detect(stream, name, &args), name, initial_basetime, legacy);
 }
 
-void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
+void VXFIL16::load(VXFIL *reader, const char *name, double initial_basetime, const legacy_options &legacy) {
     std::unique_ptr<VXFIL> vxfil(reader);
+    // Oldest-kind samples run on at the rate from the start the file name
+    // gives, block after block: there are no stamps to reset on.
+    const bool oldest = legacy.m_enabled && !vxfil->is_newfile();
 
     m_header.header.m_magic = magic_vx24;
     m_header.header.m_version = 1;
@@ -91,9 +128,11 @@ void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
                 throw std::runtime_error(Formatter() << "Error: sample rate " << frequency << " of \"" << name
                                                       << "\" is not usable\n");
             m_header.common.m_sample_freq_hz = frequency;
-            m_header.common.m_seconds = static_cast<uint32_t>(vxfil->get_vxtime(0));
+            m_header.common.m_seconds =
+                oldest ? oldest_kind_start(*vxfil, name) : static_cast<uint32_t>(vxfil->get_vxtime(0));
             m_header.common.m_nanoseconds = 0;
-            m_header.header.m_station = old_station2new_station(vxfil->get_station());
+            m_header.header.m_station = legacy.m_enabled ? legacy_station(*vxfil, legacy, name)
+                                                         : old_station2new_station(vxfil->get_station());
             if (std::fabs(m_header.time() - initial_basetime) < 2.0) {
                 // Within 2 s of a time that is at least 0, so the truncation fits.
                 auto seconds = static_cast<uint32_t>(static_cast<int64_t>(initial_basetime));
@@ -105,8 +144,9 @@ void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
             }
             m_data.assign(3, data_channel_type{});
             m_channels.clear();
+            const int gain = legacy.m_enabled ? legacy_gain(*vxfil, name) : vxfil->get_gain();
             for (uint16_t k = 0; k < 3; ++k)
-                m_channels.push_back(channel_record(k, vxfil->get_gain()));
+                m_channels.push_back(channel_record(k, gain));
             t0 = m_header.time();
             time_org.emplace_back().reserve(64);
             time_resets = 1;
@@ -119,13 +159,13 @@ void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
                 m_data[ch].push_back(to_count(samples[n]));
         }
 
-        const double block_time = static_cast<double>(vxfil->get_vxtime(0));
-        if (std::fabs(block_time - t0) > 1.5) {
+        const double block_time = oldest ? std::floor(t0) : static_cast<double>(vxfil->get_vxtime(0));
+        if (!oldest && std::fabs(block_time - t0) > 1.5) {
             time_org.emplace_back().reserve(64);
             ++time_resets;
             t0 = block_time;
         }
-        time_org.back().push_back(static_cast<int64_t>(vxfil->get_vxtime(0)));
+        time_org.back().push_back(static_cast<int64_t>(block_time));
 
         const double dt = m_header.delta_t();
         for (size_t n = 0; n < length; ++n) {
@@ -140,6 +180,13 @@ void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
         m_header.common.m_sample_freq_hz = vxfil->get_frequency();
         auto station = station_char2stationid.find(vxfil->get_station());
         m_header.header.m_station = station != station_char2stationid.end() ? station->second : unknown;
+        if (legacy.m_enabled && vxfil->m_station.empty()) {
+            // Without samples a station known from nowhere stays unknown.
+            try {
+                m_header.header.m_station = legacy_station(*vxfil, legacy, name);
+            } catch (const missing_station &) {
+            }
+        }
         m_data.assign(3, data_channel_type{});
         m_channels.clear();
         const int gain = vxfil->get_gain();
@@ -151,8 +198,9 @@ void VXFIL16::load(VXFIL* reader, const char* name, double initial_basetime) {
         return;
     }
 
-    // With many jumps the stamps are not trusted enough to refine anything.
-    if (time_resets > 3) return;
+    // With many jumps the stamps are not trusted enough to refine anything;
+    // without stamps there is nothing to refine.
+    if (time_resets > 3 || oldest) return;
 
     const double delta = static_cast<double>(vxfil->get_length()) / m_header.common.m_sample_freq_hz;
     for (const std::vector<int64_t>& stretch : time_org) {

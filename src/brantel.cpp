@@ -21,6 +21,7 @@
 #include "logfile.h"
 #include "settings.h"
 #include "start_time_option.h"
+#include "station_option.h"
 #include "process_exit.h"
 
 namespace {
@@ -35,7 +36,8 @@ enum {
     OPT_VXDAT = 261,
     OPT_SEC_DECIMALS = 262,
     OPT_SLIST = 263,
-    OPT_TSPAIR = 264
+    OPT_TSPAIR = 264,
+    OPT_STATION = 265
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -66,6 +68,11 @@ const struct option long_opts[] = {
     {"help", no_argument, nullptr, 'h'},
     {"disable-globbing", no_argument, &_CRT_glob, 0},
     {"enable-globbing", no_argument, &_CRT_glob, 1},
+    // Added later; none of them changes what a prefix of the options above
+    // means (the prefix table of the unit tests keeps it so).
+    {"legacy", no_argument, &legacy, 1},
+    {"station", required_argument, nullptr, OPT_STATION},
+    {"sample-times", no_argument, &sample_times, 1},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -146,7 +153,7 @@ void apply_option(int c, char* prog) {
     case 'n':
         snippets = std::strtol(optarg, nullptr, 10);
         if (snippets < 1 || snippets > 26) {
-            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d ).\n", snippets, 26);
+            std::fprintf(stderr, "Error: Snippets (-n) out of range ( 1 <= %ld <= %d).\n", snippets, 26);
             usage_and_exit(prog, 1);
         }
         break;
@@ -165,6 +172,13 @@ void apply_option(int c, char* prog) {
             process_exit(1);
         }
         break;
+    case OPT_STATION:
+        legacy_station = station_number_of_name(optarg);
+        if (legacy_station < 0)
+            exit_with_line("Error: unknown station \"" + std::string(optarg) +
+                           "\" for --station; the station names are " + accepted_station_names() + "\n");
+        legacy = 1; // a station for recordings that name none is a first-generation reading
+        break;
     case 's': {
         std::string errors;
         long seconds = 0;
@@ -180,6 +194,13 @@ void apply_option(int c, char* prog) {
 }
 
 } // namespace
+
+const struct option *brantel_long_options() {
+    return long_opts;
+}
+const char *brantel_short_options() {
+    return short_opts;
+}
 
 void Usage(char* name) {
     const char* prog = std::strrchr(name, '\\');

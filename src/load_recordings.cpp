@@ -13,60 +13,58 @@
 #include <string>
 #include <vector>
 
-#include "process_exit.h"
 #include "run_state.h"
 #include "series.h"
+#include "settings.h"
 #include "vxfil/huge_pages.h"
 #include "vxfil/sample_count_hint.h"
 #include "vxfil/vxdetect.h"
+#include "process_exit.h"
 
 namespace {
 
-std::string quoted(const std::filesystem::path &p) {
-    return "\"" + p.string() + "\"";
-}
+std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }
 
 // The comment line of the writers: rate, gain and station of the first file,
 // then its start as date and time, cut to the buffer.
-void build_comment(const VxFil::Vxfil_Base &rec, run_state &st) {
+void build_comment(const VxFil::Vxfil_Base& rec, run_state& st) {
     int gain = rec.m_channels.empty() ? 0 : rec.m_channels[0].m_gain;
     int n = std::snprintf(st.comment, sizeof st.comment, "!S512Tidserier sampfrek: %f gain: %d station: %s ",
                           st.freq, gain, st.station.c_str());
     if (n < 0 || n >= static_cast<int>(sizeof st.comment)) return;
     std::time_t start = rec.m_header.common.m_seconds;
     std::tm tm{};
-    if (gmtime_r(&start, &tm)) std::strftime(st.comment + n, sizeof st.comment - n, "date: %F time: %T", &tm);
+    if (gmtime_r(&start, &tm))
+        std::strftime(st.comment + n, sizeof st.comment - n, "date: %F time: %T", &tm);
 }
 
 // The channel records must name distinct series that exist in the run and
 // in the file; otherwise samples would land outside a series.
-void check_channels(const VxFil::Vxfil_Base &rec, const std::filesystem::path &path) {
+void check_channels(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
     std::vector<bool> seen(data.size(), false);
-    for (const VxFil::vx_channel &ch : rec.m_channels) {
+    for (const VxFil::vx_channel& ch : rec.m_channels) {
         unsigned number = ch.m_channel;
         if (number >= data.size() || number >= rec.m_data.size())
             exit_with_line("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
-                           " is out of range (" + std::to_string(data.size()) + " channel series)\n");
+                   " is out of range (" + std::to_string(data.size()) + " channel series)\n");
         if (seen[number])
-            exit_with_line("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) +
-                           "\n");
+            exit_with_line("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
         seen[number] = true;
     }
 }
 
-void check_rate(const VxFil::Vxfil_Base &rec, const std::filesystem::path &path) {
+void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
     double f = rec.get_frequency();
     if (!std::isfinite(f) || f <= 0.0) {
         char rate[64];
         std::snprintf(rate, sizeof rate, "%g", f);
-        exit_with_line("Error: sample rate " + std::string(rate) + " of " + quoted(path) +
-                       " is not usable\n");
+        exit_with_line("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
     }
 }
 
 // Grows a series so that n more values fit, geometrically so that many
 // files appended one after another do not copy the series again and again.
-void make_room(std::vector<double> &v, size_t n) {
+void make_room(std::vector<double>& v, size_t n) {
     size_t need = v.size() + n;
     if (need > v.capacity()) VxFil::reserve_huge(v, std::max(need, v.capacity() + v.capacity() / 2));
 }
@@ -75,43 +73,58 @@ void make_room(std::vector<double> &v, size_t n) {
 // any is read, so that appending file after file copies nothing. A guess
 // beyond what the series may ever hold, or one the memory cannot back, is
 // dropped: the series then grow as they go.
-std::size_t planned_samples(const std::vector<std::filesystem::path> &names) {
+std::size_t planned_samples(const std::vector<std::filesystem::path>& names) {
     constexpr std::size_t PLAN_MAX = std::size_t{1} << 31;
     std::size_t total = 0;
-    for (const std::filesystem::path &path : names) {
+    for (const std::filesystem::path& path : names) {
         total += std::min(VxFil::sample_count_hint(path.c_str()), PLAN_MAX);
         if (total > PLAN_MAX) return 0;
     }
     return total;
 }
 
-void reserve_planned(std::vector<double> &v, std::size_t n) {
+void reserve_planned(std::vector<double>& v, std::size_t n) {
     if (v.capacity() >= n) return;
     try {
         VxFil::reserve_huge(v, n);
-    } catch (const std::exception &) {
+    } catch (const std::exception&) {
         // Not enough memory for the guess: the series grow step by step.
     }
 }
 
-void remember_input(const std::filesystem::path &path, run_state &st) {
+// The recording reader for a path, with first-generation reading as the
+// options ask for it.
+std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
+    VxFil::legacy_options options;
+    options.m_enabled = legacy != 0;
+    options.m_station = legacy_station;
+    try {
+        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
+    } catch (const VxFil::missing_station &) {
+        exit_with_line("Error: " + quoted(path) +
+                       " names no station, neither in its comment nor by a station letter in its file name; "
+                       "give one with --station NAME\n");
+    }
+}
+
+void remember_input(const std::filesystem::path& path, run_state& st) {
     struct stat sb {};
     if (::stat(path.c_str(), &sb) == 0) st.inputs.emplace_back(sb.st_dev, sb.st_ino);
 }
 
 } // namespace
 
-void load_recordings(const std::vector<std::filesystem::path> &names, run_state &st) {
+void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st) {
     // One file: its time axis is taken over whole, not copied. Several:
     // every series reserves the room of all of them at once.
     const std::size_t planned = names.size() > 1 ? planned_samples(names) : 0;
     VxFil::reserve_huge(time_array, MAXSIZE);
     reserve_planned(time_array, planned);
-    for (const std::filesystem::path &path : names) {
-        std::unique_ptr<VxFil::Vxfil_Base> rec(VxFil::vxdetect(path.c_str(), 0.0));
+    for (const std::filesystem::path& path : names) {
+        std::unique_ptr<VxFil::Vxfil_Base> rec = open_recording(path);
         if (!rec) exit_with_line("Can't open " + path.string() + "\n");
         remember_input(path, st);
-        const std::vector<double> &times = rec->m_time;
+        const std::vector<double>& times = rec->m_time;
         // A recording without samples contributes nothing, so its rate does
         // not matter; any other must have a rate that time steps can use.
         if (!times.empty()) check_rate(*rec, path);
@@ -126,13 +139,12 @@ void load_recordings(const std::vector<std::filesystem::path> &names, run_state 
                              static_cast<int64_t>(rec->m_header.common.m_seconds)
                       << " seconds\n";
             if (data.size() < num_channels) data.resize(num_channels);
-            for (series_t &s : data)
+            for (series_t& s : data)
                 reserve_planned(s, std::max<std::size_t>(MAXSIZE, planned));
         } else {
             if (num_channels > data.size())
                 exit_with_line("Error: " + quoted(path) + " has " + std::to_string(num_channels) +
-                               " channels, more than the " + std::to_string(data.size()) +
-                               " of the first file\n");
+                       " channels, more than the " + std::to_string(data.size()) + " of the first file\n");
             if (!times.empty()) std::cerr << times[0] - (time_array.back() + 1.0 / st.freq) << "\n";
         }
         std::cerr << times.size() << " & " << time_array.size() << "\n";
@@ -149,9 +161,9 @@ void load_recordings(const std::vector<std::filesystem::path> &names, run_state 
             time_array.insert(time_array.end(), times.begin(), times.end());
         }
         std::vector<double>().swap(rec->m_time);
-        for (const VxFil::vx_channel &ch : rec->m_channels) {
-            VxFil::data_channel_type &raw = rec->m_data.at(ch.m_channel);
-            series_t &out = data[ch.m_channel];
+        for (const VxFil::vx_channel& ch : rec->m_channels) {
+            VxFil::data_channel_type& raw = rec->m_data.at(ch.m_channel);
+            series_t& out = data[ch.m_channel];
             make_room(out, raw.size());
             out.insert(out.end(), raw.begin(), raw.end()); // each count becomes a double
             // check_channels made the numbers distinct: no later record reads this one.

@@ -16,6 +16,9 @@ int debug;
 int no_comment;
 int nrsamples;
 int _CRT_glob;
+int legacy;
+int legacy_station;
+int sample_times;
 int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
@@ -39,6 +42,9 @@ void reset_settings() {
     no_comment = 0;
     nrsamples = 0;
     _CRT_glob = 1;
+    legacy = 0;
+    legacy_station = -1;
+    sample_times = 0;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
 }
 

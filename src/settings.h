@@ -44,6 +44,13 @@ extern int debug;
 extern int no_comment;
 extern int nrsamples;
 extern int _CRT_glob;
+// First-generation recordings read as their users know them (--legacy).
+extern int legacy;
+// Station number for recordings that name none (--station); -1: none given.
+extern int legacy_station;
+// Each row's time from the series' own time axis instead of the running sum
+// of the time step (--sample-times).
+extern int sample_times;
 extern int oldfiles;
 extern int __reads;
 extern char TZ[7];

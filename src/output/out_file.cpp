@@ -16,11 +16,7 @@ namespace {
 // few dozen system calls.
 constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 
-bool use_background_writes() {
-    return std::thread::hardware_concurrency() > 1;
-}
-
-bool background_setting = use_background_writes();
+bool background_setting = std::thread::hardware_concurrency() > 1;
 
 [[noreturn]] void end_process() {
     std::cout.flush();
@@ -31,7 +27,7 @@ bool background_setting = use_background_writes();
 
 } // namespace
 
-OutFile::OutFile(const std::filesystem::path &path)
+OutFile::OutFile(const std::filesystem::path& path)
     : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE),
       m_background(background_setting) {
     m_file = std::fopen(path.c_str(), "w");
@@ -43,12 +39,8 @@ OutFile::OutFile(const std::filesystem::path &path)
     std::setvbuf(m_file, nullptr, _IONBF, 0);
 }
 
-void OutFile::set_background_writes(bool on) {
-    background_setting = on;
-}
-bool OutFile::background_writes() {
-    return background_setting;
-}
+void OutFile::set_background_writes(bool on) { background_setting = on; }
+bool OutFile::background_writes() { return background_setting; }
 
 OutFile::~OutFile() {
     if (m_file != nullptr) close();
@@ -67,7 +59,7 @@ void OutFile::put(std::string_view text) {
     m_used += text.size();
 }
 
-char *OutFile::reserve(std::size_t n) {
+char* OutFile::reserve(std::size_t n) {
     if (n > m_capacity - m_used) {
         flush();
         if (n > m_capacity) {
@@ -82,27 +74,15 @@ char *OutFile::reserve(std::size_t n) {
 void OutFile::put_fixed(double value, int precision) {
     commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
 }
-void OutFile::put_fixed(FixedColumn &column, double value) {
+void OutFile::put_fixed(FixedColumn& column, double value) {
     commit(column.format(reserve(fixed_text_max(column.precision())), value));
 }
-void OutFile::put_f(double value) {
-    commit(format_f(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_f0(double value) {
-    commit(format_f0(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_f12_0(double value) {
-    commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value));
-}
-void OutFile::put_g(double value) {
-    commit(format_g(reserve(SHORT_TEXT_MAX), value));
-}
-void OutFile::put_ld(long value) {
-    commit(format_ld(reserve(SHORT_TEXT_MAX), value));
-}
-void OutFile::put_trimmed(double value) {
-    commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value));
-}
+void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
+void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
+void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
 
 void OutFile::flush() {
     if (m_used == 0) return;
@@ -145,14 +125,13 @@ void OutFile::close() {
     settle();
     if (m_used > 0) write_in_place();
     m_writer.reset();
-    FILE *f = m_file;
+    FILE* f = m_file;
     m_file = nullptr;
     errno = 0;
     if (std::fclose(f) != 0) fail_write(errno);
 }
 
 void OutFile::fail_write(int error) const {
-    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO)
-              << "\n";
+    std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
     end_process();
 }

@@ -26,14 +26,14 @@
 #include "number_format.h"
 
 class OutFile {
-  public:
+public:
     // Opens `path` for writing, truncating it.
-    explicit OutFile(const std::filesystem::path &path);
+    explicit OutFile(const std::filesystem::path& path);
     // Closes the file if close() was not called (with the same error checks).
     ~OutFile();
 
-    OutFile(const OutFile &) = delete;
-    OutFile &operator=(const OutFile &) = delete;
+    OutFile(const OutFile&) = delete;
+    OutFile& operator=(const OutFile&) = delete;
 
     void put(char c) {
         if (m_used == m_capacity) flush();
@@ -42,14 +42,14 @@ class OutFile {
     void put(std::string_view text);
 
     // Numbers in the conversions of number_format.h.
-    void put_fixed(double value, int precision);       // "%-.*f"
-    void put_fixed(FixedColumn &column, double value); // "%-.*f" with the column's precision
-    void put_f(double value);                          // "%f"
-    void put_f0(double value);                         // "%.0f"
-    void put_f12_0(double value);                      // "%12.0f"
-    void put_g(double value);                          // "%g"
-    void put_ld(long value);                           // "%ld"
-    void put_trimmed(double value);                    // "%lf" without trailing zeros
+    void put_fixed(double value, int precision); // "%-.*f"
+    void put_fixed(FixedColumn& column, double value); // "%-.*f" with the column's precision
+    void put_f(double value);                    // "%f"
+    void put_f0(double value);                   // "%.0f"
+    void put_f12_0(double value);                // "%12.0f"
+    void put_g(double value);                    // "%g"
+    void put_ld(long value);                     // "%ld"
+    void put_trimmed(double value);              // "%lf" without trailing zeros
 
     // Writes the buffer out (in the background where that is on).
     void flush();
@@ -59,7 +59,7 @@ class OutFile {
     // Writes the buffer out and closes the file.
     void close();
 
-    const std::filesystem::path &path() const { return m_path; }
+    const std::filesystem::path& path() const { return m_path; }
 
     // Whether full buffers are written on a second thread: by default where
     // the machine has more than one processor. Tests switch it to run both
@@ -67,17 +67,17 @@ class OutFile {
     static void set_background_writes(bool on);
     static bool background_writes();
 
-  private:
+private:
     // Makes room for `n` more bytes and returns where they go; commit() then
     // records how many were written.
-    char *reserve(std::size_t n);
-    void commit(char *end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
+    char* reserve(std::size_t n);
+    void commit(char* end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
     // Writes the buffer on this thread.
     void write_in_place();
     [[noreturn]] void fail_write(int error) const;
 
     std::filesystem::path m_path;
-    FILE *m_file = nullptr;
+    FILE* m_file = nullptr;
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_capacity = 0;
     std::size_t m_used = 0;

@@ -119,6 +119,12 @@ std::vector<write_job> column_jobs(const fs::path& first, const run_state& st, c
     return jobs;
 }
 
+// The rate a TIMESERIES header states: the first file's, or with sample_times
+// the series' true rate, which after upsampling is the upsampled one.
+double header_rate(const run_state &st) {
+    return sample_times && upsample > 0 ? st.freq * upsample : st.freq;
+}
+
 // The miniSEED ASCII layouts: one file per channel, one window only, headed
 // by the format's own TIMESERIES line (written also without comments).
 std::vector<write_job> miniseed_jobs(const fs::path& first, const run_state& st, long start_i) {
@@ -132,7 +138,8 @@ std::vector<write_job> miniseed_jobs(const fs::path& first, const run_state& st,
         std::string series_name = net + "_" + sta + std::to_string(ch + 1) + "_" + loc + "_" + chan;
         char header[512];
         std::snprintf(header, sizeof header, "TIMESERIES %s, %ld samples, %f sps, %s, %s, INTEGER",
-                      series_name.c_str(), snippet_length, st.freq, start, tspair ? "TSPAIR" : "SLIST");
+                      series_name.c_str(), snippet_length, header_rate(st), start,
+                      tspair ? "TSPAIR" : "SLIST");
         std::string head = header;
         fs::path p = output_name(first, "channel" + std::to_string(ch) + (tspair ? ".tspair.ascii" : ".slist.ascii"));
         const long len = snippet_length;

@@ -15,6 +15,7 @@
 #include "gap_warning.h"
 #include "out_file.h"
 #include "process_exit.h"
+#include "row_writer.h"
 #include "settings.h"
 #include "writer_window.h"
 #include "writers.h"
@@ -28,8 +29,8 @@ constexpr std::size_t CHANNELS = 3;
 
 } // namespace
 
-double write_vxdat(const std::filesystem::path &s, const series_t &time, const std::vector<series_t> &data,
-                   long start_i, long size, double stm, double freq, const char *comment) {
+double write_vxdat(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,
+                   long start_i, long size, double stm, double freq, const char* comment) {
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     if (data.size() < CHANNELS) {
         std::cout.flush();
@@ -59,13 +60,14 @@ double write_vxdat(const std::filesystem::path &s, const series_t &time, const s
     for (; i < end; i += BLOCK) {
         const auto k = static_cast<std::size_t>(i);
         if (k > available || available - k < static_cast<std::size_t>(BLOCK)) break;
-        const double min = std::floor(stm / 60);
-        const double sec = std::fmod(stm, 60);
+        const double block_start = printed_time(sample_times != 0, stm, time[k]);
+        const double min = std::floor(block_start / 60);
+        const double sec = std::fmod(block_start, 60);
         for (std::size_t c = 0; c < CHANNELS; ++c) {
             out.put_f0(min);
             out.put(' ');
             out.put_f0(sec);
-            const double *values = data[c].data() + k;
+            const double* values = data[c].data() + k;
             for (long j = 0; j < BLOCK; ++j) {
                 out.put(' ');
                 out.put_trimmed(values[j]);

@@ -41,42 +41,39 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string read_file(const fs::path &p) {
+std::string read_file(const fs::path& p) {
     std::ifstream in(p, std::ios::binary);
     std::ostringstream ss;
     ss << in.rdbuf();
     return ss.str();
 }
 
-void write_file(const fs::path &p, const std::string &s) {
+void write_file(const fs::path& p, const std::string& s) {
     fs::create_directories(p.parent_path());
     std::ofstream out(p, std::ios::binary | std::ios::trunc);
     out << s;
 }
 
-std::vector<std::string> read_lines(const fs::path &p) {
+std::vector<std::string> read_lines(const fs::path& p) {
     std::vector<std::string> lines;
     if (!fs::exists(p)) return lines;
     std::ifstream in(p);
     std::string line;
-    while (std::getline(in, line))
-        lines.push_back(line);
+    while (std::getline(in, line)) lines.push_back(line);
     return lines;
 }
 
-std::vector<std::string> split_words(const std::string &line) {
+std::vector<std::string> split_words(const std::string& line) {
     std::istringstream in(line);
     std::vector<std::string> words;
     std::string w;
-    while (in >> w)
-        words.push_back(w);
+    while (in >> w) words.push_back(w);
     return words;
 }
 
 // Masks what legitimately differs between builds and runs.
-std::string mask(const std::string &s) {
-    static const std::regex build_date(
-        R"(brantel Version 1\.74 [A-Z][a-z]{2} [ 0-9]\d \d{4} \d\d:\d\d:\d\d)");
+std::string mask(const std::string& s) {
+    static const std::regex build_date(R"(brantel Version 1\.74 [A-Z][a-z]{2} [ 0-9]\d \d{4} \d\d:\d\d:\d\d)");
     static const std::regex pointer(R"(0x[0-9a-f]+)");
     static const std::regex source_line(R"(([A-Za-z0-9_]+\.cpp):\d+::)");
     std::string r = std::regex_replace(s, build_date, "brantel Version 1.74 <build date>");
@@ -91,8 +88,8 @@ struct run_result {
 
 // Runs argv in dir with stdin closed, stdout and stderr to files outside dir
 // (both to the stdout file when `together`).
-run_result run_in(const fs::path &dir, const fs::path &capture_dir, const std::string &program,
-                  const std::vector<std::string> &args, const char *argv0, bool together = false) {
+run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::string& program,
+                  const std::vector<std::string>& args, const char* argv0, bool together = false) {
     fs::path out_path = capture_dir / "stdout", err_path = capture_dir / "stderr";
     pid_t pid = fork();
     if (pid == 0) {
@@ -103,10 +100,9 @@ run_result run_in(const fs::path &dir, const fs::path &capture_dir, const std::s
         dup2(in, 0);
         dup2(out, 1);
         dup2(together ? out : err, 2);
-        std::vector<char *> argv;
-        argv.push_back(const_cast<char *>(argv0));
-        for (const std::string &a : args)
-            argv.push_back(const_cast<char *>(a.c_str()));
+        std::vector<char*> argv;
+        argv.push_back(const_cast<char*>(argv0));
+        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
         execv(program.c_str(), argv.data());
         _exit(127);
@@ -130,17 +126,16 @@ run_result run_in(const fs::path &dir, const fs::path &capture_dir, const std::s
     return r;
 }
 
-std::map<std::string, std::string> snapshot(const fs::path &dir) {
+std::map<std::string, std::string> snapshot(const fs::path& dir) {
     std::map<std::string, std::string> files;
-    for (const auto &e : fs::recursive_directory_iterator(dir))
-        if (e.is_regular_file() && !e.is_symlink())
-            files[fs::relative(e.path(), dir).string()] = read_file(e.path());
+    for (const auto& e : fs::recursive_directory_iterator(dir))
+        if (e.is_regular_file() && !e.is_symlink()) files[fs::relative(e.path(), dir).string()] = read_file(e.path());
     return files;
 }
 
 std::vector<std::string> case_names() {
     std::vector<std::string> names;
-    for (const auto &e : fs::directory_iterator(CASES_DIR))
+    for (const auto& e : fs::directory_iterator(CASES_DIR))
         if (e.is_directory()) names.push_back(e.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
@@ -156,8 +151,9 @@ TEST_P(Golden, Case) {
     fs::create_directories(work);
     fs::create_directories(capture);
 
-    if (fs::exists(case_dir / "input")) fs::copy(case_dir / "input", work, fs::copy_options::recursive);
-    for (const std::string &line : read_lines(case_dir / "setup")) {
+    if (fs::exists(case_dir / "input"))
+        fs::copy(case_dir / "input", work, fs::copy_options::recursive);
+    for (const std::string& line : read_lines(case_dir / "setup")) {
         std::vector<std::string> words = split_words(line);
         if (words.empty() || words[0][0] == '#') continue;
         if (words[0] == "symlink" && words.size() == 3) {
@@ -172,7 +168,7 @@ TEST_P(Golden, Case) {
     run_result r = run_in(work, capture, BRANTEL_BIN, read_lines(case_dir / "args"), "brantel",
                           fs::exists(case_dir / "together"));
     std::map<std::string, std::string> outputs;
-    for (auto &[name, content] : snapshot(work)) {
+    for (auto& [name, content] : snapshot(work)) {
         if (name == "logfile") continue;
         auto it = before.find(name);
         if (it != before.end()) {
@@ -188,8 +184,7 @@ TEST_P(Golden, Case) {
         write_file(expected / "status", std::to_string(r.status) + "\n");
         write_file(expected / "stdout", mask(r.out));
         write_file(expected / "stderr", mask(r.err));
-        for (auto &[name, content] : outputs)
-            write_file(expected / "files" / name, content);
+        for (auto& [name, content] : outputs) write_file(expected / "files" / name, content);
         fs::remove_all(root);
         return;
     }
@@ -199,7 +194,7 @@ TEST_P(Golden, Case) {
     EXPECT_EQ(mask(r.err), read_file(expected / "stderr"));
     std::map<std::string, std::string> want;
     if (fs::exists(expected / "files")) want = snapshot(expected / "files");
-    for (auto &[name, content] : want) {
+    for (auto& [name, content] : want) {
         auto it = outputs.find(name);
         if (it == outputs.end()) {
             ADD_FAILURE() << "missing output file " << name;
@@ -207,14 +202,14 @@ TEST_P(Golden, Case) {
         }
         EXPECT_TRUE(it->second == content) << "output file differs: " << name;
     }
-    for (auto &[name, content] : outputs)
+    for (auto& [name, content] : outputs)
         EXPECT_TRUE(want.count(name)) << "unexpected output file " << name;
     fs::remove_all(root);
 }
 
-std::string case_label(const testing::TestParamInfo<std::string> &info) {
+std::string case_label(const testing::TestParamInfo<std::string>& info) {
     std::string s = info.param;
-    for (char &c : s)
+    for (char& c : s)
         if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
     return s;
 }

@@ -12,13 +12,13 @@
 namespace {
 
 class FilterTest : public ::testing::Test {
-  protected:
+protected:
     void SetUp() override { reset_filter_state_for_tests(); }
     void TearDown() override { reset_filter_state_for_tests(); }
 };
 
 // Compensated (Neumaier) sum: the correctly rounded total for a table like H.
-double compensated_sum(const double *v, int n) {
+double compensated_sum(const double* v, int n) {
     double s = 0.0;
     double c = 0.0;
     for (int i = 0; i < n; ++i) {
@@ -135,7 +135,7 @@ TEST_F(FilterTest, MatchesDirectConvolutionOnRandomData) {
     std::mt19937_64 rng(12345);
     std::uniform_real_distribution<double> dist(-40000.0, 40000.0);
     std::vector<double> x(1000);
-    for (double &v : x) {
+    for (double& v : x) {
         v = dist(rng);
     }
     // Start at a non-zero index so the wrap of the history is exercised.
@@ -171,7 +171,7 @@ std::vector<std::vector<double>> random_channels() {
     // Lengths around the lane width, the history length and the chunk size.
     for (long n : {0L, 1L, 7L, 8L, 9L, 128L, 129L, 130L, 300L, 2047L, 2048L, 2049L, 4100L, 9001L}) {
         std::vector<double> v(static_cast<std::size_t>(n));
-        for (double &x : v) {
+        for (double& x : v) {
             x = dist(rng);
         }
         channels.push_back(v);
@@ -186,11 +186,11 @@ std::vector<std::vector<double>> random_channels() {
 // pushes a few more samples without Initialize, which reveals the history
 // that each channel left behind. Returns every output in order.
 template <typename FilterOne>
-std::vector<double> run_channels(const std::vector<std::vector<double>> &channels, FilterOne filter_one,
-                                 std::vector<int> &indices) {
+std::vector<double> run_channels(const std::vector<std::vector<double>>& channels, FilterOne filter_one,
+                                 std::vector<int>& indices) {
     reset_filter_state_for_tests();
     std::vector<double> outputs;
-    for (const std::vector<double> &channel : channels) {
+    for (const std::vector<double>& channel : channels) {
         std::vector<double> v = channel;
         Initialize(0.0);
         filter_one(v);
@@ -211,14 +211,14 @@ TEST_F(FilterTest, BlockFormIsBitIdenticalOverChannels) {
     std::vector<int> block_indices;
     const std::vector<double> plain = run_channels(
         channels,
-        [](std::vector<double> &v) {
-            for (double &x : v) {
+        [](std::vector<double>& v) {
+            for (double& x : v) {
                 x = Filter(x);
             }
         },
         plain_indices);
     const std::vector<double> block = run_channels(
-        channels, [](std::vector<double> &v) { filter_block(v.data(), static_cast<long>(v.size())); },
+        channels, [](std::vector<double>& v) { filter_block(v.data(), static_cast<long>(v.size())); },
         block_indices);
     ASSERT_EQ(plain.size(), block.size());
     for (std::size_t i = 0; i < plain.size(); ++i) {
@@ -235,14 +235,14 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
     std::mt19937_64 rng(7);
     std::uniform_real_distribution<double> dist(-1000.0, 1000.0);
     std::vector<double> x(6000);
-    for (double &v : x) {
+    for (double& v : x) {
         v = dist(rng);
     }
     for (int i = 0; i < 40; ++i) {
         Filter(dist(rng));
     }
     std::vector<double> plain = x;
-    for (double &v : plain) {
+    for (double& v : plain) {
         v = Filter(v);
     }
     const int plain_index = filter_index_for_tests();
@@ -252,7 +252,7 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
     std::mt19937_64 rng2(7);
     std::uniform_real_distribution<double> dist2(-1000.0, 1000.0);
     std::vector<double> copy(6000);
-    for (double &v : copy) {
+    for (double& v : copy) {
         v = dist2(rng2);
     }
     ASSERT_EQ(copy, x);
@@ -285,7 +285,7 @@ TEST_F(FilterTest, BlockFormStartsEverySumAtPositiveZero) {
     }
     std::vector<double> plain = x;
     Initialize(0.0);
-    for (double &v : plain) {
+    for (double& v : plain) {
         v = Filter(v);
     }
     ASSERT_EQ(bits(plain[static_cast<std::size_t>(m)]), bits(0.0));

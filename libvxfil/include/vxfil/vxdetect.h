@@ -1,6 +1,7 @@
 // The recording format probe: picks the reader for a path by its first bytes.
 #pragma once
 
+#include "vxfil/legacy_reading.h"
 #include "vxfil/vxfil_base.h"
 
 namespace VxFil {
@@ -8,7 +9,7 @@ namespace VxFil {
 // Returns a new reader owned by the caller (VXFIL24, VXFIL16 or VXFIL_TM4), or
 // nullptr when the file cannot be opened or holds no line end in its first
 // 3072 bytes. frequency is handed to the VXFIL16 and VXFIL_TM4 constructors as
-// their initial base time.
-Vxfil_Base* vxdetect(const char* path, double frequency);
+// their initial base time. legacy applies to comment-headed recordings only.
+Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy = {});
 
 } // namespace VxFil

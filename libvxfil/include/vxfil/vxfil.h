@@ -30,6 +30,10 @@ struct VXFIL_arguments {
     bool m_old_file_type = false;   // oldest kind: blocks carry no time stamps
     bool m_fail_parse_path = false; // a path without date and time is fatal
     bool m_quiet = false;           // suppress informational messages
+    // First-generation reading: the oldest kind's "Tidserier RATE GAIN" line
+    // is a comment like type 1 without the "!", and its text form goes to
+    // the text reader.
+    bool m_legacy = false;
 };
 
 // Small message builder: Formatter() << "text " << 42 gives a std::string.
@@ -63,6 +67,10 @@ bool parse_date(arguments& a, time_t& start_of_day, time_t& start);
 // The comment test without an object; prints the invalid-comment message when
 // no grammar matches.
 bool validate_comment(const char* line);
+
+// The first line of the oldest kind, "Tidserier RATE GAIN" (gain optional),
+// read like a type 1 comment without the "!".
+bool valid_comment_oldest(const char *line, arguments &a);
 
 class VXFIL {
   public:
@@ -142,6 +150,11 @@ class VXFIL {
     std::string m_time_from_comment;
     time_t m_start_of_day = 0;
     time_t m_time_base = 0;
+    bool m_legacy = false;
+    // Half-hour index (0 to 47) and station letter of the file-name pattern
+    // that gave the start of day; -1 and 0 when no pattern matched.
+    int m_name_half_hour = -1;
+    char m_name_station = 0;
     int m_time[4] = {0, 0, 0, 0};
     atype current;
     atype next;
