@@ -87,9 +87,10 @@ demo: build
 
 # Times the tool on a day and a week of recordings in every layout and on
 # BENCH_MANY half-hour files with -c, against a plain fprintf converter,
-# numpy's savetxt, cp of the output and the cost of writing the output bytes.
-# Inputs and outputs live in a temporary directory that is removed afterwards.
-# Several minutes; not part of `make test`.
+# numpy's savetxt, cp of the output and the cost of writing the output bytes;
+# then the archive driver's overhead per job and its throughput with --jobs 1
+# and 2. Inputs and outputs live in a temporary directory that is removed
+# afterwards. Several minutes; not part of `make test`.
 BENCH_RUNS ?= 5
 BENCH_MANY ?= 1000
 bench: $(BUILD)/CMakeCache.txt
@@ -98,6 +99,8 @@ bench: $(BUILD)/CMakeCache.txt
 	$(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
 		--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor \
 		--savetxt bench/savetxt_baseline.py --runs $(BENCH_RUNS) --many $(BENCH_MANY)
+	cmake --build $(BUILD) -j $(JOBS) --target user_scripts
+	bash bench/archive_bench.sh $(BUILD)/brantel-archive $(BUILD)/brantel $(BUILD)/brantel-fixture 3
 
 # Rewrites the expected files of the end-to-end cases from the current binary.
 # Review the diff before committing: expected files are never regenerated to

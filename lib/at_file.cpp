@@ -23,6 +23,28 @@ using sink_t = std::function<void(const char*)>;
 // Identity of an open argument file, to catch files that include themselves.
 using file_id = std::pair<dev_t, ino_t>;
 
+// State of one expansion: the argument files open at the moment and the
+// arguments produced so far, against the limits.
+struct expansion {
+    std::vector<file_id> open_files;
+    long arguments = 0;
+};
+
+// Reads one line as fgets would (at most size - 1 bytes, up to and including
+// a line feed) and adds the bytes taken to *taken. False at the end.
+bool read_line(FILE* f, char* line, int size, std::size_t* taken) {
+    int n = 0;
+    while (n < size - 1) {
+        const int c = getc_unlocked(f);
+        if (c == EOF) break;
+        line[n++] = static_cast<char>(c);
+        if (c == '\n') break;
+    }
+    line[n] = '\0';
+    *taken += static_cast<std::size_t>(n);
+    return n > 0;
+}
+
 // Closes an argument file also when a refusal unwinds through the expansion
 // (tests and fuzzers turn the process end into an exception).
 struct file_closer {
@@ -33,7 +55,8 @@ struct file_closer {
     exit_with_line(std::string("Error: ") + message + ": " + name + "\n");
 }
 
-int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files) {
+int expand(const char* arg, const sink_t& sink, expansion& state) {
+    std::vector<file_id>& open_files = state.open_files;
     if (arg[0] == '@' || arg[0] == '$') {
         const char* name = arg + 1;
         if (std::unique_ptr<FILE, file_closer> file{std::fopen(name, "r")}) {
@@ -51,9 +74,13 @@ int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files
             }
             int count = 0;
             char line[line_buffer_size];
-            while (std::fgets(line, sizeof line, f)) {
+            std::size_t taken = 0;
+            while (read_line(f, line, sizeof line, &taken)) {
+                if (taken > max_at_file_bytes) refuse("argument file larger than 64 MiB", name);
                 if (char* nl = std::strchr(line, '\n')) *nl = '\0';
-                count += 1 + expand(line, sink, open_files);
+                count += 1 + expand(line, sink, state);
+                if (state.arguments > max_arguments)
+                    refuse("more than a million arguments from argument file", name);
             }
             file.reset();
             if (tracked) open_files.pop_back();
@@ -62,6 +89,7 @@ int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files
         // A file that does not open is kept as an ordinary argument.
     }
     if (arg[0] == '#') return 0;
+    ++state.arguments;
     sink(arg);
     return 0;
 }
@@ -69,7 +97,7 @@ int expand(const char* arg, const sink_t& sink, std::vector<file_id>& open_files
 } // namespace
 
 int add_arg_to_argv(int* argc, char** argv, const char* arg) {
-    std::vector<file_id> open_files;
+    expansion state;
     return expand(
         arg,
         [&](const char* a) {
@@ -79,7 +107,7 @@ int add_arg_to_argv(int* argc, char** argv, const char* arg) {
             }
             ++*argc;
         },
-        open_files);
+        state);
 }
 
 int rebuild_argv(int* argc, char*** argv) {
@@ -87,9 +115,9 @@ int rebuild_argv(int* argc, char*** argv) {
     // a file changing under us cannot make the vector overflow.
     std::vector<std::string> args;
     int expanded = 0;
-    std::vector<file_id> open_files;
+    expansion state;
     for (int i = 0; i < *argc; ++i)
-        expanded += expand((*argv)[i], [&](const char* a) { args.emplace_back(a); }, open_files);
+        expanded += expand((*argv)[i], [&](const char* a) { args.emplace_back(a); }, state);
     if (static_cast<int>(args.size()) == *argc && expanded == 0) return 0;
 
     char** out = static_cast<char**>(std::malloc((args.size() + 2) * sizeof(char*)));

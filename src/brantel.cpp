@@ -18,7 +18,9 @@
 #include "brantel_version.h"
 #include "entry.h"
 #include "err_printf.h"
+#include "identify.h"
 #include "logfile.h"
+#include "output_name.h"
 #include "settings.h"
 #include "start_time_option.h"
 #include "station_option.h"
@@ -37,7 +39,8 @@ enum {
     OPT_SEC_DECIMALS = 262,
     OPT_SLIST = 263,
     OPT_TSPAIR = 264,
-    OPT_STATION = 265
+    OPT_STATION = 265,
+    OPT_TARGET_DIRECTORY = 266
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -73,6 +76,8 @@ const struct option long_opts[] = {
     {"legacy", no_argument, &legacy, 1},
     {"station", required_argument, nullptr, OPT_STATION},
     {"sample-times", no_argument, &sample_times, 1},
+    {"target-directory", required_argument, nullptr, OPT_TARGET_DIRECTORY},
+    {"identify", no_argument, &identify, 1},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -143,6 +148,7 @@ void apply_option(int c, char* prog) {
         break;
     case OPT_SLIST: output_type = OT_SLIST; break;
     case OPT_TSPAIR: output_type = OT_TSPAIR; break;
+    case OPT_TARGET_DIRECTORY: target_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;
@@ -242,7 +248,13 @@ int brantel_main(int argc, char** argv) {
         std::fprintf(stderr, "%s:%d:: debug: Globbing is %s\n", source_base_name(__FILE__), __LINE__,
                      _CRT_glob ? "enabled" : "disabled");
 
+    if (identify) process_exit(identify_files(argc - optind, argv + optind));
+
     std::vector<std::filesystem::path> names;
+    if (target_directory != nullptr) {
+        if (!combine) refuse_clashing_outputs({argv + optind, argv + argc});
+        make_target_directory();
+    }
     if (combine) {
         std::printf("Combining\n");
         for (; optind < argc; ++optind) names.emplace_back(argv[optind]);

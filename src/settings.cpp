@@ -23,6 +23,8 @@ int oldfiles = 0;
 int __reads = 0;
 char TZ[7] = "TZ=UTC";
 const char* default_time_format;
+const char* target_directory;
+int identify;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -46,6 +48,8 @@ void reset_settings() {
     legacy_station = -1;
     sample_times = 0;
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
+    target_directory = nullptr;
+    identify = 0;
 }
 
 namespace {

@@ -55,6 +55,11 @@ extern int oldfiles;
 extern int __reads;
 extern char TZ[7];
 extern const char* default_time_format;
+// --target-directory: the directory that receives every output; null: beside
+// the first input.
+extern const char* target_directory;
+// --identify: describe the named files instead of converting them.
+extern int identify;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

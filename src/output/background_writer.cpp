@@ -42,8 +42,7 @@ void BackgroundWriter::run() {
         // The chunk is the only thing this thread touches while unlocked; the
         // owner does not touch it until wait() has seen the result.
         errno = 0;
-        const std::size_t written = std::fwrite(data, 1, size, m_file);
-        const int error = written == size ? 0 : (errno != 0 ? errno : EIO);
+        const int error = m_file.write(data, size) ? 0 : (errno != 0 ? errno : EIO);
         lock.lock();
         m_error = error;
         m_busy = false;

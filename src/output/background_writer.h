@@ -6,9 +6,10 @@
 
 #include <condition_variable>
 #include <cstddef>
-#include <cstdio>
 #include <mutex>
 #include <thread>
+
+#include "atomic_file.h"
 
 class BackgroundWriter {
   public:

@@ -30,28 +30,21 @@ bool background_setting = std::thread::hardware_concurrency() > 1;
 OutFile::OutFile(const std::filesystem::path& path)
     : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE),
       m_background(background_setting) {
-    m_file = std::fopen(path.c_str(), "w");
-    if (m_file == nullptr) {
+    if (!m_file.open(path)) {
         std::cerr << "Can't open file " << path << "\n";
         end_process();
     }
-    // The buffering is ours; the stream passes every chunk straight on.
-    std::setvbuf(m_file, nullptr, _IONBF, 0);
 }
 
 void OutFile::set_background_writes(bool on) { background_setting = on; }
 bool OutFile::background_writes() { return background_setting; }
-
-OutFile::~OutFile() {
-    if (m_file != nullptr) close();
-}
 
 void OutFile::put(std::string_view text) {
     if (text.size() > m_capacity - m_used) {
         flush();
         if (text.size() > m_capacity) {
             settle();
-            if (std::fwrite(text.data(), 1, text.size(), m_file) != text.size()) fail_write(errno);
+            if (!m_file.write(text.data(), text.size())) fail_write(errno);
             return;
         }
     }
@@ -107,8 +100,7 @@ void OutFile::flush() {
 
 void OutFile::write_in_place() {
     errno = 0;
-    std::size_t written = std::fwrite(m_buffer.get(), 1, m_used, m_file);
-    if (written != m_used) fail_write(errno);
+    if (!m_file.write(m_buffer.get(), m_used)) fail_write(errno);
     m_used = 0;
 }
 
@@ -119,19 +111,18 @@ void OutFile::settle() {
 }
 
 void OutFile::close() {
-    if (m_file == nullptr) return;
+    if (!m_file.is_open()) return;
     // The last, partly filled buffer goes out from here: no thread is
     // started for it, and one that runs has finished its chunk first.
     settle();
     if (m_used > 0) write_in_place();
     m_writer.reset();
-    FILE* f = m_file;
-    m_file = nullptr;
     errno = 0;
-    if (std::fclose(f) != 0) fail_write(errno);
+    if (!m_file.commit()) fail_write(errno);
 }
 
-void OutFile::fail_write(int error) const {
+void OutFile::fail_write(int error) {
+    m_file.abort();
     std::cerr << "Error: Can't write file " << m_path << ": " << std::strerror(error != 0 ? error : EIO) << "\n";
     end_process();
 }

@@ -1,12 +1,14 @@
 // Buffered output file of the writers. It collects the text in a large buffer
-// of its own and hands it to the C library in big chunks, so that writing a
-// value costs a few stores rather than a library call.
+// of its own and hands it to the system in big chunks, so that writing a
+// value costs a few stores rather than a library call. The bytes go through
+// an AtomicFile: the final name shows the new contents only after close().
 //
 // A file that cannot be opened ends the process with status 1 after
 // "Can't open file " and the quoted path; a failed write, flush or close ends
 // it with status 1 after one line "Error: Can't write file " with the quoted
-// path and the system's reason. These are the only places where writing ends
-// the process.
+// path and the system's reason; the temporary file is removed first, so an
+// earlier file under the final name stays as it was. These are the only
+// places where writing ends the process.
 //
 // On a machine with more than one processor the full buffer is handed to a
 // writer thread and the next one is filled meanwhile (two buffers in turn).
@@ -17,20 +19,21 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string_view>
 
+#include "atomic_file.h"
 #include "background_writer.h"
 #include "number_format.h"
 
 class OutFile {
 public:
-    // Opens `path` for writing, truncating it.
+    // Opens `path` for writing (a temporary file until close()).
     explicit OutFile(const std::filesystem::path& path);
-    // Closes the file if close() was not called (with the same error checks).
-    ~OutFile();
+    // A file that was not closed (an exception unwinding through a writer)
+    // is abandoned: its temporary file is removed.
+    ~OutFile() = default;
 
     OutFile(const OutFile&) = delete;
     OutFile& operator=(const OutFile&) = delete;
@@ -56,7 +59,7 @@ public:
     // Waits until everything handed over is written; a failed write ends the
     // process here. Call before printing a message while the file is open.
     void settle();
-    // Writes the buffer out and closes the file.
+    // Writes the buffer out, closes the file and puts it under its final name.
     void close();
 
     const std::filesystem::path& path() const { return m_path; }
@@ -74,10 +77,10 @@ private:
     void commit(char* end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
     // Writes the buffer on this thread.
     void write_in_place();
-    [[noreturn]] void fail_write(int error) const;
+    [[noreturn]] void fail_write(int error);
 
     std::filesystem::path m_path;
-    FILE* m_file = nullptr;
+    AtomicFile m_file;
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_capacity = 0;
     std::size_t m_used = 0;

@@ -1,5 +1,5 @@
 // Dispatch of the windows to the writer of the chosen layout, with the output
-// names: the first input's path with a new extension.
+// names of output_name.h.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "miniseed.h"
+#include "output_name.h"
 #include "run_state.h"
 #include "series.h"
 #include "time_format.h"
@@ -31,12 +32,6 @@ struct window_plan {
     long start_i;
     std::vector<write_job> jobs;
 };
-
-fs::path output_name(const fs::path& first_input, const std::string& extension) {
-    fs::path p = first_input;
-    p.replace_extension(extension);
-    return p;
-}
 
 std::string snippet_suffix(long i) { return snippets > 1 ? std::string(1, static_cast<char>('a' + i)) : ""; }
 

@@ -119,6 +119,43 @@ TEST(AtFile, SixteenLevelsAreFollowed) {
     EXPECT_EQ(expand({"p", "@l0"}), (std::vector<std::string>{"p", "end"}));
 }
 
+TEST(AtFile, EndlessArgumentFileIsRefusedAtTheByteLimit) {
+    if (!std::filesystem::exists("/dev/zero")) GTEST_SKIP() << "no /dev/zero";
+    EXPECT_EXIT(expand({"p", "@/dev/zero"}), testing::ExitedWithCode(1),
+                "^Error: argument file larger than 64 MiB: /dev/zero\n$");
+}
+
+TEST(AtFile, FileOfExactlySixtyFourMiBIsRead) {
+    temp_dir d;
+    d.enter();
+    // 1024-byte lines: 65536 lines are 64 MiB exactly.
+    const std::string line = std::string(1023, 'x') + "\n";
+    std::string big;
+    for (int i = 0; i < 65536; ++i) big += line;
+    ASSERT_EQ(big.size(), max_at_file_bytes + 0);
+    d.write("big", big);
+    EXPECT_EQ(expand({"p", "@big"}).size(), 65537u);
+    d.write("bigger", big + "y\n");
+    EXPECT_EXIT(expand({"p", "@bigger"}), testing::ExitedWithCode(1), "larger than 64 MiB: bigger\n$");
+}
+
+TEST(AtFile, MoreThanAMillionArgumentsAreRefused) {
+    temp_dir d;
+    d.enter();
+    // Ten files of 100000 arguments are a million; with the program name that
+    // is one too many.
+    std::string lines;
+    for (int i = 0; i < 100000; ++i) lines += "a\n";
+    d.write("part", lines);
+    std::string list;
+    for (int i = 0; i < 10; ++i) list += "@part\n";
+    d.write("million", list);
+    EXPECT_EXIT(expand({"p", "@million"}), testing::ExitedWithCode(1),
+                "^Error: more than a million arguments from argument file: part\n$");
+    d.write("fewer", list.substr(0, list.size() - 6) + "x\n");
+    EXPECT_EQ(expand({"p", "@fewer"}).size(), 900002u);
+}
+
 TEST(AtFile, RestoreArgvPutsTheOldVectorBack) {
     temp_dir d;
     d.enter();

@@ -112,6 +112,10 @@ void check_installed_tree(const fs::path &root, const fs::path &io_dir, const fs
     const fs::path tool = root / "bin" / "brantel";
     const fs::path page = root / "share" / "man" / "man1" / "brantel.1";
     ASSERT_TRUE(is_executable_file(tool)) << tool;
+    // The archive driver goes beside the tool, byte for byte the checked-in script.
+    const fs::path archive = root / "bin" / "brantel-archive";
+    ASSERT_TRUE(is_executable_file(archive)) << archive;
+    EXPECT_EQ(read_file(archive), read_file(fs::path(SOURCE_DIR) / "scripts" / "brantel-archive"));
     ASSERT_TRUE(fs::is_regular_file(page)) << page;
     EXPECT_EQ(read_file(page), read_file(fs::path(SOURCE_DIR) / "doc" / "brantel.1"));
 
@@ -212,6 +216,8 @@ TEST(ManualPageTest, NamesEveryOption) {
         "--help",
         "--disable-globbing",
         "--enable-globbing",
+        "--target-directory",
+        "--identify",
     };
     for (const std::string &opt : options) {
         std::string roff;
