@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-BackgroundWriter::BackgroundWriter(FILE *file) : m_file(file), m_thread(&BackgroundWriter::run, this) {}
+BackgroundWriter::BackgroundWriter(AtomicFile &file) : m_file(file), m_thread(&BackgroundWriter::run, this) {}
 
 BackgroundWriter::~BackgroundWriter() {
     {

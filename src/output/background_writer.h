@@ -13,7 +13,7 @@
 
 class BackgroundWriter {
   public:
-    explicit BackgroundWriter(FILE *file);
+    explicit BackgroundWriter(AtomicFile &file);
     // Waits for the chunk in flight and ends the thread.
     ~BackgroundWriter();
 
@@ -30,7 +30,7 @@ class BackgroundWriter {
   private:
     void run();
 
-    FILE *m_file;
+    AtomicFile &m_file;
     std::mutex m_mutex;
     std::condition_variable m_changed;
     const char *m_data = nullptr;

@@ -92,7 +92,9 @@ TEST_P(OutFileTest, TwoFilesAtOnceKeepTheirOwnBytes) {
             a_text += std::to_string(i) + "\n";
             b_text += std::to_string(-i) + " ";
         }
-    } // closed by the destructors
+        b.close();
+        a.close();
+    }
     EXPECT_TRUE(read(m_dir.file("a")) == a_text);
     EXPECT_TRUE(read(m_dir.file("b")) == b_text);
 }
