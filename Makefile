@@ -1,6 +1,7 @@
 # Thin wrapper over CMake. `make demo` and `make test` do all the set-up.
 BUILD ?= build
 ASAN_BUILD ?= build-asan
+TSAN_BUILD ?= build-tsan
 FUZZ_BUILD ?= build-fuzz
 COVERAGE_BUILD ?= build-coverage
 FUZZ_SECONDS ?= 60
@@ -10,7 +11,7 @@ JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench bench-tools bench-mseed
+.PHONY: all build test test-sanitized test-tsan fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench bench-tools bench-mseed
 
 all: build
 
@@ -33,6 +34,19 @@ test-sanitized: $(ASAN_BUILD)/CMakeCache.txt
 	cmake --build $(ASAN_BUILD) -j $(JOBS)
 	cd $(ASAN_BUILD) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
 		ctest --output-on-failure -j $(JOBS)
+
+$(TSAN_BUILD)/CMakeCache.txt:
+	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRANTEL_TSAN=ON $(CMAKE_FLAGS)
+
+# The tests that run the output file's writer thread, on a ThreadSanitizer
+# build: the output file's own tests, the writers, and the end-to-end cases
+# whose outputs span many buffers (the whole conversion runs threaded there).
+TSAN_UNIT_TESTS ?= *OutFile*:Writers*
+TSAN_E2E_CASES ?= *run_messages_in_order*:*run_write_error_before*:*vx24_default*:*cond_filter*:*layout_vxdat*
+test-tsan: $(TSAN_BUILD)/CMakeCache.txt
+	cmake --build $(TSAN_BUILD) -j $(JOBS) --target brantel brantel-fixture unit_tests e2e_tests
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_UNIT_TESTS)'
+	TSAN_OPTIONS=halt_on_error=1:exitcode=66 $(TSAN_BUILD)/tests/e2e_tests --gtest_filter='$(TSAN_E2E_CASES)'
 
 # libFuzzer targets (clang), one per reader, the probe, the comment grammars,
 # the file-name dates, argument lists and the whole conversion run; each runs
@@ -78,14 +92,17 @@ demo: build
 readme-picture: demo
 	cp $(BUILD)/demo/combined/vx24/arvola_20170714_024000.png doc/quicklook.png
 
-# Times the tool on a day and a week of recordings in every layout, against a
-# plain fprintf converter and the cost of writing the output bytes; then the
-# archive driver's overhead per job and its throughput with --jobs 1 and 2.
-# Inputs and outputs live in a temporary directory that is removed afterwards.
-# A few minutes; not part of `make test`.
+# Times the tool on a day and a week of recordings in every layout and on
+# BENCH_MANY half-hour files with -c, against a plain fprintf converter,
+# numpy's savetxt, cp of the output and the cost of writing the output bytes;
+# then the archive driver's overhead per job and its throughput with --jobs 1
+# and 2. Inputs and outputs live in a temporary directory that is removed
+# afterwards. Several minutes; not part of `make test`.
 BENCH_RUNS ?= 5
+BENCH_MANY ?= 1000
 BENCH = $(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
-	--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor --runs $(BENCH_RUNS)
+	--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor \
+	--savetxt bench/savetxt_baseline.py --runs $(BENCH_RUNS) --many $(BENCH_MANY)
 
 bench-tools: $(BUILD)/CMakeCache.txt
 	cmake -S . -B $(BUILD) >/dev/null
@@ -108,4 +125,4 @@ regen-golden: build
 	BRANTEL_REGEN_GOLDEN=1 $(BUILD)/tests/e2e_tests
 
 clean:
-	rm -rf $(BUILD) $(ASAN_BUILD) $(FUZZ_BUILD) $(COVERAGE_BUILD)
+	rm -rf $(BUILD) $(ASAN_BUILD) $(TSAN_BUILD) $(FUZZ_BUILD) $(COVERAGE_BUILD)

@@ -2,14 +2,16 @@
 //
 // It writes its inputs with brantel-fixture into a fresh temporary directory:
 // a one-day and a seven-day three-channel 20 Hz vx24 recording, one day of 48
-// half-hour binary !S512 files at 18 Hz in an archive tree, and a one-day TM4
-// file. It then runs brantel on them in every layout, each case several times
+// half-hour binary !S512 files at 18 Hz in an archive tree, a one-day TM4
+// file, and 1,000 consecutive half-hour 20 Hz vx24 files (--many N changes
+// the count). It then runs brantel on them in every layout, each case several times
 // with the outputs deleted in between, and prints the median wall time,
 // throughput and peak resident memory (from wait4's resource usage of the
 // child) of each case. The default four-column conversion of the one-day
 // recording is set against a plain fprintf implementation (whose output must
-// be byte-identical), against writing the same output bytes from memory with
-// write(2), and against cp of the output file.
+// be byte-identical), against numpy's savetxt writing the same rows (where
+// /usr/bin/python3 has numpy), against writing the same output bytes from
+// memory with write(2), and against cp of the output file.
 //
 // One "sample" below is one instant of all channels (one output row of the
 // four-column layout); MB are 10^6 bytes.
@@ -40,7 +42,12 @@ struct tools {
     std::string fixture;
     std::string baseline;
     std::string floor;
+    std::string savetxt; // empty: numpy is not installed
 };
+
+// numpy's savetxt baseline runs under the system Python, which has numpy
+// when the Debian package is installed.
+constexpr const char *SYSTEM_PYTHON = "/usr/bin/python3";
 
 struct measurement {
     double wall = 0;   // seconds
@@ -48,7 +55,7 @@ struct measurement {
     long rss_kb = 0;   // peak resident set of the child
 };
 
-[[noreturn]] void die(const std::string& what) {
+[[noreturn]] void die(const std::string &what) {
     std::fprintf(stderr, "brantel-bench: %s\n", what.c_str());
     std::exit(1);
 }
@@ -57,7 +64,7 @@ struct measurement {
 // kernel's background writeback of the previous run's output (or of the
 // generated inputs) competes with the next measured command and slows its
 // writes by up to ten times, whichever command it happens to be.
-void settle(const fs::path& dir) {
+void settle(const fs::path &dir) {
     int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY);
     if (fd < 0) return;
     ::syncfs(fd);
@@ -67,10 +74,11 @@ void settle(const fs::path& dir) {
 // Runs argv in cwd with standard output and error going to files; returns the
 // exit status and fills in the wall time and the peak resident memory. The
 // file system is settled first, untimed.
-int run(const std::vector<std::string>& argv, const fs::path& cwd, const fs::path& out, const fs::path& err,
-        measurement& m) {
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+int run(const std::vector<std::string> &argv, const fs::path &cwd, const fs::path &out, const fs::path &err,
+        measurement &m) {
+    std::vector<char *> args;
+    for (const std::string &a : argv)
+        args.push_back(const_cast<char *>(a.c_str()));
     args.push_back(nullptr);
     std::fflush(nullptr);
     settle(cwd);
@@ -98,18 +106,19 @@ int run(const std::vector<std::string>& argv, const fs::path& cwd, const fs::pat
     return 128 + (WIFSIGNALED(status) ? WTERMSIG(status) : 0);
 }
 
-std::string read_text(const fs::path& p) {
+std::string read_text(const fs::path &p) {
     std::ifstream in(p);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 // Runs a helper command that must succeed; returns its measurement.
-measurement run_checked(const std::vector<std::string>& argv, const fs::path& work) {
+measurement run_checked(const std::vector<std::string> &argv, const fs::path &work) {
     measurement m;
     const fs::path out = work / "helper.out", err = work / "helper.err";
     if (int status = run(argv, work, out, err, m); status != 0) {
         std::string line;
-        for (const std::string& a : argv) line += a + " ";
+        for (const std::string &a : argv)
+            line += a + " ";
         die("command failed with status " + std::to_string(status) + ": " + line + "\n" + read_text(err));
     }
     return m;
@@ -121,9 +130,9 @@ double median(std::vector<double> v) {
     return n % 2 == 1 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
 }
 
-std::set<fs::path> files_below(const fs::path& dir) {
+std::set<fs::path> files_below(const fs::path &dir) {
     std::set<fs::path> files;
-    for (const auto& e : fs::recursive_directory_iterator(dir))
+    for (const auto &e : fs::recursive_directory_iterator(dir))
         if (e.is_regular_file()) files.insert(e.path());
     return files;
 }
@@ -141,8 +150,8 @@ struct case_result {
     double cpu = 0;
     double rss_kb = 0;
     long long out_bytes = 0;
-    double baseline = 0, floor = 0, cp = 0; // medians of the interleaved reference runs
-    double best = 0, best_floor = 0;        // fastest runs, less disturbed by other load
+    double baseline = 0, floor = 0, cp = 0, savetxt = 0; // medians of the interleaved reference runs
+    double best = 0, best_floor = 0;                     // fastest runs, less disturbed by other load
     bool identical = false;
 };
 
@@ -152,10 +161,11 @@ class bench {
         m_in = m_root / "in";
         m_work = m_root / "work";
         m_cmp = m_root / "cmp";
-        for (const fs::path& d : {m_in, m_work, m_cmp}) fs::create_directories(d);
+        for (const fs::path &d : {m_in, m_work, m_cmp})
+            fs::create_directories(d);
     }
 
-    const fs::path& in() const { return m_in; }
+    const fs::path &in() const { return m_in; }
 
     void fixture(std::vector<std::string> words) {
         words.insert(words.begin(), m_tools.fixture);
@@ -164,10 +174,10 @@ class bench {
 
     void freeze_inputs() { m_inputs = files_below(m_in); }
 
-    case_result measure(const bench_case& c, int runs) {
+    case_result measure(const bench_case &c, int runs) {
         std::vector<std::string> argv{m_tools.brantel};
         argv.insert(argv.end(), c.args.begin(), c.args.end());
-        std::vector<double> walls, cpus, rss, baselines, floors, cps;
+        std::vector<double> walls, cpus, rss, baselines, floors, cps, savetxts;
         case_result r;
         r.identical = true;
         for (int i = 0; i < runs; ++i) {
@@ -181,14 +191,14 @@ class bench {
             rss.push_back(static_cast<double>(m.rss_kb));
             std::vector<fs::path> outputs;
             long long bytes = 0;
-            for (const fs::path& p : files_below(m_in))
+            for (const fs::path &p : files_below(m_in))
                 if (!m_inputs.count(p)) {
                     outputs.push_back(p);
                     bytes += static_cast<long long>(fs::file_size(p));
                 }
             r.out_bytes = bytes;
             if ((c.reference || c.floor) && outputs.size() == 1) {
-                const fs::path& produced = outputs.front();
+                const fs::path &produced = outputs.front();
                 if (c.reference) {
                     const fs::path base = m_cmp / "baseline.out";
                     baselines.push_back(
@@ -198,6 +208,13 @@ class bench {
                             m_work / "cmp.err", same) != 0)
                         r.identical = false;
                     fs::remove(base);
+                    if (!m_tools.savetxt.empty()) {
+                        savetxts.push_back(
+                            run_checked({SYSTEM_PYTHON, m_tools.savetxt, c.args.back(), base.string()},
+                                        m_work)
+                                .wall);
+                        fs::remove(base);
+                    }
                 }
                 const fs::path dest = m_cmp / "floor.out";
                 run_checked({m_tools.floor, produced.string(), dest.string()}, m_work);
@@ -206,7 +223,8 @@ class bench {
                 cps.push_back(run_checked({"cp", produced.string(), dest.string()}, m_work).wall);
                 fs::remove(dest);
             }
-            for (const fs::path& p : outputs) fs::remove(p);
+            for (const fs::path &p : outputs)
+                fs::remove(p);
             fs::remove(m_work / "logfile");
         }
         r.wall = median(walls);
@@ -217,6 +235,7 @@ class bench {
         if (!baselines.empty()) r.baseline = median(baselines);
         if (!floors.empty()) r.floor = median(floors);
         if (!cps.empty()) r.cp = median(cps);
+        if (!savetxts.empty()) r.savetxt = median(savetxts);
         return r;
     }
 
@@ -227,12 +246,16 @@ class bench {
 };
 
 void usage() {
-    std::fprintf(stderr, "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
-                         "                     [--runs N] [--week-runs N] [--keep] [--mseed-only]\n");
+    std::fprintf(stderr,
+                 "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
+                 "                     [--savetxt SCRIPT] [--runs N] [--week-runs N] [--many N] [--keep]\n"
+                 "                     [--mseed-only]\n");
     std::exit(2);
 }
 
-const char* verdict(bool met) { return met ? "met" : "MISSED"; }
+const char *verdict(bool met) {
+    return met ? "met" : "MISSED";
+}
 
 } // namespace
 
@@ -273,9 +296,9 @@ void print_mseed_against_text(bench &b, const std::string &day, long long day_n,
                 verdict(mc < tc));
 }
 
-int main(int argc, char** argv) {
+int main(int argc, char **argv) {
     tools t;
-    int runs = 5, week_runs = 3;
+    int runs = 5, week_runs = 3, many = 1000;
     bool keep = false;
     bool mseed_only = false; // only the miniSEED against four-column comparison
     for (int i = 1; i < argc; ++i) {
@@ -284,22 +307,36 @@ int main(int argc, char** argv) {
             if (i + 1 >= argc) usage();
             return argv[++i];
         };
-        if (a == "--brantel") t.brantel = fs::absolute(value());
-        else if (a == "--fixture") t.fixture = fs::absolute(value());
-        else if (a == "--baseline") t.baseline = fs::absolute(value());
-        else if (a == "--floor") t.floor = fs::absolute(value());
-        else if (a == "--runs") runs = std::atoi(value().c_str());
-        else if (a == "--week-runs") week_runs = std::atoi(value().c_str());
-        else if (a == "--keep") keep = true;
+        if (a == "--brantel")
+            t.brantel = fs::absolute(value());
+        else if (a == "--fixture")
+            t.fixture = fs::absolute(value());
+        else if (a == "--baseline")
+            t.baseline = fs::absolute(value());
+        else if (a == "--floor")
+            t.floor = fs::absolute(value());
+        else if (a == "--savetxt")
+            t.savetxt = fs::absolute(value());
+        else if (a == "--many")
+            many = std::atoi(value().c_str());
+        else if (a == "--runs")
+            runs = std::atoi(value().c_str());
+        else if (a == "--week-runs")
+            week_runs = std::atoi(value().c_str());
+        else if (a == "--keep")
+            keep = true;
         else if (a == "--mseed-only")
             mseed_only = true;
-        else usage();
+        else
+            usage();
     }
     if (t.brantel.empty() || t.fixture.empty() || t.baseline.empty() || t.floor.empty() || runs < 1 ||
-        week_runs < 1)
+        week_runs < 1 || many < 1)
         usage();
+    if (!t.savetxt.empty() && std::system("/usr/bin/python3 -c 'import numpy' >/dev/null 2>&1") != 0)
+        t.savetxt.clear();
 
-    const char* tmp = std::getenv("TMPDIR");
+    const char *tmp = std::getenv("TMPDIR");
     std::string pattern = std::string(tmp && *tmp ? tmp : "/tmp") + "/brantel-bench.XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) die("cannot make a temporary directory");
     const fs::path root = pattern;
@@ -329,8 +366,18 @@ int main(int argc, char** argv) {
         std::snprintf(clock, sizeof clock, "%02d:%02d:00", h / 2, h % 2 * 30);
         halves.push_back((in / name).string());
         b.fixture({"vx16bin", "out=" + halves.back(), "kind=S512", "freq=18", "gain=2", "station=e",
-                   "date=2016-05-04", std::string("time=") + clock, "blocks=63", "start=" + std::to_string(h * 1800),
-                   "pattern=sine", "amp=3000"});
+                   "date=2016-05-04", std::string("time=") + clock, "blocks=63",
+                   "start=" + std::to_string(h * 1800), "pattern=sine", "amp=3000"});
+    }
+    // Consecutive half-hour vx24 files, 20 Hz, three channels.
+    std::vector<std::string> many_files;
+    for (int k = 0; k < many; ++k) {
+        char name[64];
+        std::snprintf(name, sizeof name, "many/h%04d.vx24", k);
+        fs::create_directories(in / "many");
+        many_files.push_back((in / name).string());
+        b.fixture({"vx24", "out=" + many_files.back(), "seconds=" + std::to_string(1500000000LL + 1800LL * k),
+                   "duration=1800", "wave=sine", "amp=3000", "noise=20"});
     }
     b.freeze_inputs();
     const double gen_seconds =
@@ -348,23 +395,36 @@ int main(int argc, char** argv) {
         {"vx24 day, --tspair", {"--tspair", day}, day_n},
         {"vx24 day, --mseed", {"--mseed", day}, day_n},
         {"vx24 day, -o -u 4 -f", {"-o", "-u", "4", "-f", day}, day_n},
+        {"vx24 day, -u 4", {"-u", "4", day}, day_n},
+        {"vx24 day, -u 4 -f", {"-u", "4", "-f", day}, day_n},
         {"48 half-hour vx16, -c", {}, halves_n},
         {"TM4 day, -2", {"-2", tm4}, day_n},
+        {"many half-hour vx24, -c", {"-c"}, 36000LL * many},
         {"vx24 week, four columns", {week}, week_n, false, true},
     };
-    bench_case &halves_case = cases[10];
-    halves_case.args.push_back("-c");
-    halves_case.args.insert(halves_case.args.end(), halves.begin(), halves.end());
+    // Cases named by their labels, so that adding a case does not shift them.
+    auto case_index = [&](const std::string &label) {
+        for (size_t i = 0; i < cases.size(); ++i)
+            if (cases[i].label == label) return i;
+        die("no bench case " + label);
+    };
+    const size_t HALVES_CASE = case_index("48 half-hour vx16, -c"), U4_CASE = case_index("vx24 day, -u 4"),
+                 U4F_CASE = case_index("vx24 day, -u 4 -f"), MANY_CASE = case_index("many half-hour vx24, -c");
+    cases[HALVES_CASE].args.push_back("-c");
+    cases[HALVES_CASE].args.insert(cases[HALVES_CASE].args.end(), halves.begin(), halves.end());
+    cases[MANY_CASE].args.insert(cases[MANY_CASE].args.end(), many_files.begin(), many_files.end());
+    cases[MANY_CASE].label = std::to_string(many) + " half-hour vx24, -c";
 
     std::printf("brantel benchmark in %s (inputs generated in %.1f s)\n", root.c_str(), gen_seconds);
-    std::printf("median of %d runs (%d for the week); a sample is one instant of all channels; MB = 10^6 bytes\n\n",
-                runs, week_runs);
-    std::printf("%-26s %9s %8s %9s %8s %8s %8s %9s\n", "case", "samples", "wall s", "Msamp/s", "out MB", "MB/s",
-                "peak MB", "B/sample");
+    std::printf(
+        "median of %d runs (%d for the week); a sample is one instant of all channels; MB = 10^6 bytes\n\n",
+        runs, week_runs);
+    std::printf("%-26s %9s %8s %9s %8s %8s %8s %9s\n", "case", "samples", "wall s", "Msamp/s", "out MB",
+                "MB/s", "peak MB", "B/sample");
     std::vector<case_result> results;
     for (size_t i = 0; i < cases.size(); ++i) {
-        const bench_case& c = cases[i];
-        case_result r = b.measure(c, i + 1 == cases.size() ? week_runs : runs);
+        const bench_case &c = cases[i];
+        case_result r = b.measure(c, i + 1 == cases.size() || i == MANY_CASE ? week_runs : runs);
         results.push_back(r);
         std::printf("%-26s %9lld %8.3f %9.2f %8.1f %8.1f %8.1f %9.1f\n", c.label.c_str(), c.samples, r.wall,
                     static_cast<double>(c.samples) / r.wall / 1e6, static_cast<double>(r.out_bytes) / 1e6,
@@ -373,31 +433,70 @@ int main(int argc, char** argv) {
         std::fflush(stdout);
     }
 
-    const case_result& d = results.front();
-    const case_result& w = results.back();
+    const case_result &d = results.front();
+    const case_result &w = results.back();
+    const case_result &u4 = results[U4_CASE];
+    const case_result &u4f = results[U4F_CASE];
+    const case_result &m = results[MANY_CASE];
     const double speedup = d.baseline / d.wall;
     const double over_floor = d.wall / d.floor;
-    const double per_sample_ratio = (w.wall / static_cast<double>(week_n)) / (d.wall / static_cast<double>(day_n));
+    const double over_cp = d.wall / d.cp;
+    const double per_sample_ratio =
+        (w.wall / static_cast<double>(week_n)) / (d.wall / static_cast<double>(day_n));
     const double week_bytes = w.rss_kb * 1024 / static_cast<double>(week_n);
-    std::printf("\nreference points, interleaved with the runs of the four-column conversions:\n");
-    std::printf("  day:  fprintf baseline %.3f s (output identical to brantel's, by cmp: %s), "
-                "write(2) floor %.3f s, cp %.3f s\n",
-                d.baseline, d.identical ? "yes" : "NO", d.floor, d.cp);
+    const double day_bytes = d.rss_kb * 1024 / static_cast<double>(day_n);
+    const double many_n = static_cast<double>(cases[MANY_CASE].samples);
+    const double many_bytes = m.rss_kb * 1024 / many_n;
+    const double many_ratio = (m.wall / many_n) / (d.wall / static_cast<double>(day_n));
+    auto per_byte = [](const case_result &r) { return r.wall / static_cast<double>(r.out_bytes); };
+    const double u4_ratio = per_byte(u4) / per_byte(d);
+    const double u4f_ratio = per_byte(u4f) / per_byte(d);
+    std::printf(
+        "\nreference points, interleaved with the runs of the four-column conversions (whole processes,\n"
+        "from the recording on disk to the output on disk, like brantel's own times):\n");
+    std::printf(
+        "  fprintf baseline: reads the vx24 file, turns the samples into doubles, then one fprintf\n"
+        "    (\"%%-.*f\") per time and one snprintf (\"%%lf\") + trim + fputs per sample; same bytes.\n");
+    std::printf("  numpy savetxt: %s\n",
+                t.savetxt.empty() ? "skipped (no numpy for /usr/bin/python3)"
+                                  : "Python reads the vx24 file with numpy.fromfile and writes the same rows "
+                                    "(no comment line) with one numpy.savetxt call, \"%.4f %d %d %d\".");
+    std::printf("  write(2) floor: the finished output file, already in memory, written with write(2) "
+                "(time of the writing only).\n");
+    std::printf("  cp: cp of the finished output file (a whole process).\n");
+    std::printf(
+        "  day:  fprintf baseline %.3f s (output identical to brantel's, by cmp: %s), savetxt %.3f s, "
+        "write(2) floor %.3f s, cp %.3f s\n",
+        d.baseline, d.identical ? "yes" : "NO", d.savetxt, d.floor, d.cp);
     std::printf("  week: write(2) floor %.3f s, cp %.3f s\n", w.floor, w.cp);
     std::printf("  fastest runs (less disturbed by other load on the machine): day brantel %.3f s, "
                 "floor %.3f s (x%.1f); week brantel %.3f s, floor %.3f s (x%.1f)\n",
                 d.best, d.best_floor, d.best / d.best_floor, w.best, w.best_floor, w.best / w.best_floor);
-    std::printf("\nratios:\n");
-    std::printf("  fprintf baseline / brantel, day          %6.2f  (target >= 8)     %s\n", speedup,
-                verdict(speedup >= 8));
-    std::printf("  brantel / write(2) floor, day            %6.2f  (target <= 4)     %s\n", over_floor,
-                verdict(over_floor <= 4));
-    std::printf("  brantel / cp, day                        %6.2f\n", d.wall / d.cp);
-    std::printf("  brantel / write(2) floor, week           %6.2f\n", w.wall / w.floor);
-    std::printf("  time per sample, week / day              %6.2f  (target <= 1.15)  %s\n", per_sample_ratio,
-                verdict(per_sample_ratio <= 1.15));
-    std::printf("  peak bytes per sample, week              %6.1f  (target <= 60)    %s\n", week_bytes,
-                verdict(week_bytes <= 60));
+    std::printf("\nratios (medians):\n");
+    std::printf("  fprintf baseline / brantel, day                %6.2f  (target >= 15)    %s\n", speedup,
+                verdict(speedup >= 15));
+    if (t.savetxt.empty())
+        std::printf("  numpy savetxt / brantel, day                   skipped (numpy not installed)\n");
+    else
+        std::printf("  numpy savetxt / brantel, day                   %6.2f  (target >= 20)    %s\n",
+                    d.savetxt / d.wall, verdict(d.savetxt / d.wall >= 20));
+    std::printf("  brantel / cp of the output, day                %6.2f  (target <= 3)     %s\n", over_cp,
+                verdict(over_cp <= 3));
+    std::printf("  brantel / write(2) floor, day                  %6.2f\n", over_floor);
+    std::printf("  brantel / write(2) floor, week                 %6.2f\n", w.wall / w.floor);
+    std::printf("  -u 4 / plain, time per output byte            %6.2f  (target <= 1.2)   %s\n", u4_ratio,
+                verdict(u4_ratio <= 1.2));
+    std::printf("  -u 4 -f / plain, time per output byte         %6.2f  (target <= 1.2)   %s\n", u4f_ratio,
+                verdict(u4f_ratio <= 1.2));
+    std::printf("  time per sample, %d files -c / one day      %6.2f  (target <= 1.15)  %s\n", many,
+                many_ratio, verdict(many_ratio <= 1.15));
+    std::printf("  time per sample, week / day                    %6.2f  (target <= 1.15)  %s\n",
+                per_sample_ratio, verdict(per_sample_ratio <= 1.15));
+    std::printf(
+        "  peak bytes per sample: day %.1f, week %.1f, %d files -c %.1f  (targets: -c <= day; week <= 60)  "
+        "%s %s\n",
+        day_bytes, week_bytes, many, many_bytes, verdict(many_bytes <= day_bytes * 1.001),
+        verdict(week_bytes <= 60));
 
     print_mseed_against_text(b, day, day_n, runs);
 

@@ -21,8 +21,8 @@
 #include <vector>
 
 #include "le_bytes.h"
-#include "vxfil/huge_pages.h"
 #include "vxfil/fatal.h"
+#include "vxfil/huge_pages.h"
 
 namespace VxFil {
 
@@ -37,27 +37,39 @@ struct file_closer {
     void operator()(std::FILE *f) const { std::fclose(f); }
 };
 
+// The bytes of a whole file. The buffer is allocated without being
+// zero-filled first: every byte that counts is overwritten by the read.
+struct file_bytes {
+    std::unique_ptr<unsigned char[]> data;
+    size_t size = 0;
+};
+
 // The whole file in one read; falls back to reading in pieces when the size
 // cannot be taken in advance (a pipe, say).
-std::vector<unsigned char> read_whole_file(const char *filename) {
+file_bytes read_whole_file(const char *filename) {
     std::unique_ptr<std::FILE, file_closer> f(std::fopen(filename, "rb"));
     if (!f) throw std::runtime_error(std::string("Couldn't open ") + filename + "\n");
-    std::vector<unsigned char> bytes;
+    file_bytes bytes;
     if (std::fseek(f.get(), 0, SEEK_END) == 0) {
         long end = std::ftell(f.get());
         if (end > 0 && std::fseek(f.get(), 0, SEEK_SET) == 0) {
-            reserve_huge(bytes, static_cast<size_t>(end));
-            bytes.resize(static_cast<size_t>(end));
-            bytes.resize(std::fread(bytes.data(), 1, bytes.size(), f.get()));
+            const auto n = static_cast<size_t>(end);
+            bytes.data.reset(new unsigned char[n]);
+            advise_huge_pages(bytes.data.get(), n);
             // A file that grew while being read is taken as it was measured.
+            bytes.size = std::fread(bytes.data.get(), 1, n, f.get());
             return bytes;
         }
     }
     std::rewind(f.get());
+    std::vector<unsigned char> all;
     unsigned char piece[65536];
     size_t got;
     while ((got = std::fread(piece, 1, sizeof piece, f.get())) > 0)
-        bytes.insert(bytes.end(), piece, piece + got);
+        all.insert(all.end(), piece, piece + got);
+    bytes.data.reset(new unsigned char[all.size()]);
+    if (!all.empty()) std::memcpy(bytes.data.get(), all.data(), all.size());
+    bytes.size = all.size();
     return bytes;
 }
 
@@ -79,8 +91,8 @@ vx_channel decode_channel(const unsigned char *p) {
 } // namespace
 
 VXFIL24::VXFIL24(const char *filename) : Vxfil_Base(filename) {
-    std::vector<unsigned char> bytes = read_whole_file(filename);
-    parse(bytes.data(), bytes.size());
+    file_bytes bytes = read_whole_file(filename);
+    parse(bytes.data.get(), bytes.size);
 }
 
 VXFIL24::VXFIL24(const unsigned char *bytes, size_t size, const char *name) : Vxfil_Base(name) {
@@ -171,26 +183,23 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     const uint64_t per_channel = n_values / n_channels;
     const uint64_t left_over = n_values % n_channels;
 
-    // Every sequence is sized once and filled by index: no per-sample
-    // capacity checks, and loops the compiler can unroll.
+    // Every sequence is reserved once and then appended to: its values are
+    // written once, with no zero-filling pass over the memory first.
     reserve_huge(m_time, per_channel);
-    m_time.resize(per_channel);
     const double t0 = m_header.time();
     const double f = c.m_sample_freq_hz;
-    double *times = m_time.data();
     for (uint64_t i = 0; i < per_channel; ++i)
-        times[i] = static_cast<double>(i) / f + t0;
+        m_time.push_back(static_cast<double>(i) / f + t0);
 
     const unsigned char *values = bytes + pos;
     const uint64_t stride = n_channels * value_size;
     for (size_t k = 0; k < n_channels; ++k) {
         data_channel_type &d = m_data[k];
-        reserve_huge(d, per_channel + (k < left_over ? 1 : 0));
-        d.resize(per_channel + (k < left_over ? 1 : 0));
+        const uint64_t count = per_channel + (k < left_over ? 1 : 0);
+        reserve_huge(d, count);
         const unsigned char *first = values + k * value_size;
-        int32_t *out = d.data();
-        for (uint64_t i = 0; i < d.size(); ++i)
-            out[i] = static_cast<int32_t>(le32(first + i * stride));
+        for (uint64_t i = 0; i < count; ++i)
+            d.push_back(static_cast<int32_t>(le32(first + i * stride)));
     }
 }
 

@@ -10,7 +10,7 @@ double Filter(double x);
 // Filters count values in place, exactly as calling Filter on each of them in
 // turn would: the same outputs bit for bit, and the same history and write
 // index afterwards. Several outputs are computed together, which is faster.
-void filter_block(double* values, long count);
+void filter_block(double *values, long count);
 
 // The coefficient table (129 taps, from filter.dat).
 extern const double H[129];
@@ -20,3 +20,9 @@ extern const double H[129];
 // all-zero history.
 int filter_index_for_tests();
 void reset_filter_state_for_tests();
+
+// Which vector width filter_block uses: chosen at run time from the
+// processor, or forced (for tests, which compare the paths bit for bit).
+enum class FilterLanes { AUTOMATIC, PORTABLE, AVX2 };
+bool filter_has_avx2_for_tests();
+void force_filter_lanes_for_tests(FilterLanes lanes);

@@ -1,6 +1,7 @@
 // Loading: every named recording is read whole and appended to one series.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "series.h"
 #include "settings.h"
 #include "vxfil/huge_pages.h"
+#include "vxfil/sample_count_hint.h"
 #include "vxfil/vxdetect.h"
 #include "process_exit.h"
 
@@ -67,6 +69,29 @@ void make_room(std::vector<double>& v, size_t n) {
     if (need > v.capacity()) VxFil::reserve_huge(v, std::max(need, v.capacity() + v.capacity() / 2));
 }
 
+// Room for the whole run, judged from the inputs' headers and sizes before
+// any is read, so that appending file after file copies nothing. A guess
+// beyond what the series may ever hold, or one the memory cannot back, is
+// dropped: the series then grow as they go.
+std::size_t planned_samples(const std::vector<std::filesystem::path>& names) {
+    constexpr std::size_t PLAN_MAX = std::size_t{1} << 31;
+    std::size_t total = 0;
+    for (const std::filesystem::path& path : names) {
+        total += std::min(VxFil::sample_count_hint(path.c_str()), PLAN_MAX);
+        if (total > PLAN_MAX) return 0;
+    }
+    return total;
+}
+
+void reserve_planned(std::vector<double>& v, std::size_t n) {
+    if (v.capacity() >= n) return;
+    try {
+        VxFil::reserve_huge(v, n);
+    } catch (const std::exception&) {
+        // Not enough memory for the guess: the series grow step by step.
+    }
+}
+
 // The recording reader for a path, with first-generation reading as the
 // options ask for it.
 std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
@@ -90,7 +115,11 @@ void remember_input(const std::filesystem::path& path, run_state& st) {
 } // namespace
 
 void load_recordings(const std::vector<std::filesystem::path>& names, run_state& st) {
+    // One file: its time axis is taken over whole, not copied. Several:
+    // every series reserves the room of all of them at once.
+    const std::size_t planned = names.size() > 1 ? planned_samples(names) : 0;
     VxFil::reserve_huge(time_array, MAXSIZE);
+    reserve_planned(time_array, planned);
     for (const std::filesystem::path& path : names) {
         std::unique_ptr<VxFil::Vxfil_Base> rec = open_recording(path);
         if (!rec) exit_with_line("Can't open " + path.string() + "\n");
@@ -111,7 +140,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
                       << " seconds\n";
             if (data.size() < num_channels) data.resize(num_channels);
             for (series_t& s : data)
-                if (s.capacity() < static_cast<size_t>(MAXSIZE)) VxFil::reserve_huge(s, MAXSIZE);
+                reserve_planned(s, std::max<std::size_t>(MAXSIZE, planned));
         } else {
             if (num_channels > data.size())
                 exit_with_line("Error: " + quoted(path) + " has " + std::to_string(num_channels) +
@@ -123,8 +152,9 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
 
         // The recording's own vectors are given up as soon as they are copied,
         // so that at no time two full copies of the samples are alive. A first
-        // file larger than the reserved room hands over its time axis whole.
-        if (time_array.empty() && times.size() > time_array.capacity()) {
+        // file hands over its time axis whole unless room for later files was
+        // planned.
+        if (time_array.empty() && (planned == 0 || times.size() > time_array.capacity())) {
             time_array.swap(rec->m_time);
         } else {
             make_room(time_array, times.size());

@@ -32,9 +32,10 @@ constexpr std::uint64_t POW10[20] = {1ull,
                                      10000000000000000000ull};
 
 // "00" to "99": two digits per step when printing an integer.
-constexpr char DIGIT_PAIRS[201] = "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-                                  "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-                                  "8081828384858687888990919293949596979899";
+constexpr char DIGIT_PAIRS[201] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
 
 // Number of decimal digits of v (1 for 0): log10 estimated from the bit
 // length (1233 / 4096 is just above log10 2), then corrected by one table look-up.
@@ -46,9 +47,9 @@ inline int decimal_digits(std::uint64_t v) {
 
 // The decimal digits of v, written in place from the last pair backwards.
 // The same bytes as to_chars, without its call and its second pass.
-inline char* write_u64(char* out, std::uint64_t v) {
-    char* const end = out + decimal_digits(v);
-    char* p = end;
+inline char *write_u64(char *out, std::uint64_t v) {
+    char *const end = out + decimal_digits(v);
+    char *p = end;
     while (v >= 100) {
         const auto pair = static_cast<unsigned>(v % 100);
         v /= 100;
@@ -63,20 +64,56 @@ inline char* write_u64(char* out, std::uint64_t v) {
     return end;
 }
 
-// q as a fixed number with `precision` decimals (q = value * 10^precision,
-// `scale` = 10^precision): the integer part, the point, then the decimals
-// written from the last one backwards with their leading zeros.
-inline char* write_point_digits(char* out, std::uint64_t q, int precision, std::uint64_t scale) {
-    std::uint64_t frac = q % scale;
-    out = write_u64(out, q / scale);
-    *out++ = '.';
-    char* end = out + precision;
-    for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
+// The `count` last decimal digits of frac, with their leading zeros, written
+// two at a time from the last one backwards. Returns the end of the text.
+inline char *write_decimals(char *out, std::uint64_t frac, int count) {
+    char *const end = out + count;
+    char *p = end;
+    for (; count >= 2; count -= 2, frac /= 100) {
+        p -= 2;
+        std::memcpy(p, DIGIT_PAIRS + 2 * (frac % 100), 2);
+    }
+    if (count == 1) p[-1] = static_cast<char>('0' + frac % 10);
     return end;
 }
 
-template <int PRECISION> inline char* write_point_digits(char* out, std::uint64_t q) {
+// q as a fixed number with `precision` decimals (q = value * 10^precision,
+// `scale` = 10^precision): the integer part, the point, then the decimals
+// written from the last one backwards with their leading zeros.
+inline char *write_point_digits(char *out, std::uint64_t q, int precision, std::uint64_t scale) {
+    std::uint64_t frac = q % scale;
+    out = write_u64(out, q / scale);
+    *out++ = '.';
+    return write_decimals(out, frac, precision);
+}
+
+template <int PRECISION> inline char *write_point_digits(char *out, std::uint64_t q) {
     return write_point_digits(out, q, PRECISION, POW10[PRECISION]);
+}
+
+// The point and the decimals of a fraction in millionths (0 <= frac < 10^6)
+// without their trailing zeros; nothing at all for 0.
+inline char *write_trimmed_decimals(char *out, std::uint64_t frac) {
+    if (frac == 0) return out;
+    *out++ = '.';
+    int n = 6;
+    while (frac % 100 == 0) {
+        frac /= 100;
+        n -= 2;
+    }
+    if (frac % 10 == 0) {
+        frac /= 10;
+        --n;
+    }
+    return write_decimals(out, frac, n);
+}
+
+// The trimmed form of a value given in millionths (q = |value| * 10^6).
+inline char *write_trimmed_millionths(char *out, bool negative, std::uint64_t q) {
+    constexpr std::uint64_t MILLION = 1000000;
+    if (negative) *out++ = '-';
+    out = write_u64(out, q / MILLION);
+    return write_trimmed_decimals(out, q % MILLION);
 }
 
 // Largest precision the exact integer path handles: 10^19 still fits in 64
@@ -87,14 +124,14 @@ constexpr int EXACT_PRECISION_MAX = 19;
 constexpr int UINT128_DIGITS_MAX = 40;
 
 // Writes the decimal digits of `q` (no leading zeros, "0" for 0).
-char* write_uint128(char* out, uint128 q) {
+char *write_uint128(char *out, uint128 q) {
     if (q <= UINT64_MAX) return write_u64(out, static_cast<std::uint64_t>(q));
     // q < 2^64 * 10^19 (see fixed_exact), so the high part fits in 64 bits.
     std::uint64_t high = static_cast<std::uint64_t>(q / POW10[19]);
     std::uint64_t low = static_cast<std::uint64_t>(q % POW10[19]);
-    char* p = std::to_chars(out, out + UINT128_DIGITS_MAX, high).ptr;
+    char *p = std::to_chars(out, out + UINT128_DIGITS_MAX, high).ptr;
     char digits[20];
-    char* e = std::to_chars(digits, digits + sizeof digits, low).ptr;
+    char *e = std::to_chars(digits, digits + sizeof digits, low).ptr;
     std::size_t n = static_cast<std::size_t>(e - digits);
     std::memset(p, '0', 19 - n);
     std::memcpy(p + (19 - n), digits, n);
@@ -103,7 +140,7 @@ char* write_uint128(char* out, uint128 q) {
 
 // "inf", "-inf", "nan", "-nan": what printf writes for the non-finite values
 // in every conversion used here.
-char* write_non_finite(char* out, double value) {
+char *write_non_finite(char *out, double value) {
     if (std::signbit(value)) *out++ = '-';
     std::memcpy(out, std::isnan(value) ? "nan" : "inf", 3);
     return out + 3;
@@ -117,7 +154,7 @@ char* write_non_finite(char* out, double value) {
 // The value times 10^precision, rounded to an integer (ties to even, as
 // printf rounds the exact binary value). False when it would not fit the
 // 128-bit arithmetic (values of 2^64 and above).
-bool scaled_exact(double value, int precision, uint128& q) {
+bool scaled_exact(double value, int precision, uint128 &q) {
     std::uint64_t bits = std::bit_cast<std::uint64_t>(value);
     int biased = static_cast<int>((bits >> 52) & 0x7ff);
     std::uint64_t m = bits & ((std::uint64_t{1} << 52) - 1);
@@ -149,7 +186,7 @@ bool scaled_exact(double value, int precision, uint128& q) {
 // Fixed notation of a finite value with 0..19 decimals by exact integer
 // arithmetic: the value is m * 2^e, and m * 10^precision * 2^e rounded gives
 // all printed digits at once. Returns null when scaled_exact cannot.
-char* fixed_exact(char* out, double value, int precision) {
+char *fixed_exact(char *out, double value, int precision) {
     uint128 q;
     if (!scaled_exact(value, precision, q)) return nullptr;
     if (std::signbit(value)) *out++ = '-';
@@ -158,18 +195,24 @@ char* fixed_exact(char* out, double value, int precision) {
         // by to_chars and the decimals from the last one backwards.
         auto q64 = static_cast<std::uint64_t>(q);
         switch (precision) {
-        case 0: return write_u64(out, q64);
+        case 0:
+            return write_u64(out, q64);
         // The usual precisions get a constant divisor, which the compiler
         // turns into a multiplication; a 64-bit division costs far more.
-        case 2: return write_point_digits<2>(out, q64);
-        case 3: return write_point_digits<3>(out, q64);
-        case 4: return write_point_digits<4>(out, q64);
-        case 6: return write_point_digits<6>(out, q64);
-        default: return write_point_digits(out, q64, precision, POW10[precision]);
+        case 2:
+            return write_point_digits<2>(out, q64);
+        case 3:
+            return write_point_digits<3>(out, q64);
+        case 4:
+            return write_point_digits<4>(out, q64);
+        case 6:
+            return write_point_digits<6>(out, q64);
+        default:
+            return write_point_digits(out, q64, precision, POW10[precision]);
         }
     }
     char digits[UINT128_DIGITS_MAX];
-    char* end = write_uint128(digits, q);
+    char *end = write_uint128(digits, q);
     int n = static_cast<int>(end - digits);
     if (precision == 0) {
         std::memcpy(out, digits, static_cast<std::size_t>(n));
@@ -193,22 +236,27 @@ char* fixed_exact(char* out, double value, int precision) {
 
 } // namespace
 
-char* format_fixed(char* out, double value, int precision) {
+char *format_fixed(char *out, double value, int precision) {
     if (precision < 0) precision = 6;
     if (!std::isfinite(value)) return write_non_finite(out, value);
     if (precision <= EXACT_PRECISION_MAX) {
-        if (char* end = fixed_exact(out, value, precision)) return end;
+        if (char *end = fixed_exact(out, value, precision)) return end;
     }
-    return std::to_chars(out, out + fixed_text_max(precision), value, std::chars_format::fixed, precision).ptr;
+    return std::to_chars(out, out + fixed_text_max(precision), value, std::chars_format::fixed, precision)
+        .ptr;
 }
 
-char* format_f(char* out, double value) { return format_fixed(out, value, 6); }
+char *format_f(char *out, double value) {
+    return format_fixed(out, value, 6);
+}
 
-char* format_f0(char* out, double value) { return format_fixed(out, value, 0); }
+char *format_f0(char *out, double value) {
+    return format_fixed(out, value, 0);
+}
 
-char* format_f12_0(char* out, double value) {
+char *format_f12_0(char *out, double value) {
     constexpr std::ptrdiff_t WIDTH = 12;
-    char* end = format_fixed(out, value, 0);
+    char *end = format_fixed(out, value, 0);
     std::ptrdiff_t n = end - out;
     if (n >= WIDTH) return end;
     std::memmove(out + (WIDTH - n), out, static_cast<std::size_t>(n));
@@ -216,7 +264,7 @@ char* format_f12_0(char* out, double value) {
     return out + WIDTH;
 }
 
-char* format_g(char* out, double value) {
+char *format_g(char *out, double value) {
     if (!std::isfinite(value)) return write_non_finite(out, value);
     // Whole numbers below 10^6 print as plain integers under "%g"; the sign of
     // negative zero is kept.
@@ -231,9 +279,11 @@ char* format_g(char* out, double value) {
     return std::to_chars(out, out + SHORT_TEXT_MAX, value, std::chars_format::general, 6).ptr;
 }
 
-char* format_ld(char* out, long value) { return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr; }
+char *format_ld(char *out, long value) {
+    return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr;
+}
 
-char* format_trimmed(char* out, double value) {
+char *format_trimmed(char *out, double value) {
     // Whole numbers, the common case of raw counts: "%lf" prints their digits
     // and ".000000", and the trim takes the decimals away again. Below 2^53
     // every whole double converts to a 64-bit integer exactly. Negative zero
@@ -246,20 +296,40 @@ char* format_trimmed(char* out, double value) {
             return write_u64(out, whole);
         }
     }
-    char* end = format_fixed(out, value, 6);
-    while (end > out && end[-1] == '0') --end;
+    // Multiples of 1/64 (the halves and quarters of interpolated counts) have
+    // at most six decimals, all exact: n / 64 is n * 15625 millionths, so no
+    // rounding is involved. Multiplying by 64 is exact, and below 2^46 the
+    // test by conversion is too.
+    const double sixty_fourths = magnitude * 64.0;
+    if (sixty_fourths < 70368744177664.0) {
+        const auto n = static_cast<std::uint64_t>(sixty_fourths);
+        if (static_cast<double>(n) == sixty_fourths) {
+            return write_trimmed_millionths(out, std::signbit(value), n * 15625);
+        }
+    }
+    // Other finite values below 2^64: the value in millionths, rounded as
+    // "%lf" rounds, gives the whole part and six decimals at once; the
+    // decimals' trailing zeros are dropped from the number before any digit
+    // is written, rather than from the text afterwards.
+    uint128 q;
+    if (std::isfinite(value) && scaled_exact(value, 6, q) && q <= UINT64_MAX) {
+        return write_trimmed_millionths(out, std::signbit(value), static_cast<std::uint64_t>(q));
+    }
+    char *end = format_fixed(out, value, 6);
+    while (end > out && end[-1] == '0')
+        --end;
     if (end > out && end[-1] == '.') --end;
     return end;
 }
 
-int fput_double(double number, FILE* f) {
+int fput_double(double number, FILE *f) {
     char buf[FIXED6_TEXT_MAX + 1];
-    char* end = format_trimmed(buf, number);
+    char *end = format_trimmed(buf, number);
     *end = '\0';
     return std::fputs(buf, f);
 }
 
-char* FixedColumn::format(char* out, double value) {
+char *FixedColumn::format(char *out, double value) {
     uint128 q;
     if (m_precision > EXACT_PRECISION_MAX || !std::isfinite(value) || !scaled_exact(value, m_precision, q) ||
         q > UINT64_MAX)
@@ -269,7 +339,7 @@ char* FixedColumn::format(char* out, double value) {
     const std::uint64_t whole = q64 / scale;
     const bool negative = std::signbit(value);
     if (!m_valid || whole != m_whole || negative != m_negative) {
-        char* p = m_digits;
+        char *p = m_digits;
         if (negative) *p++ = '-';
         p = write_u64(p, whole);
         m_length = static_cast<std::size_t>(p - m_digits);
@@ -281,8 +351,5 @@ char* FixedColumn::format(char* out, double value) {
     out += m_length;
     if (m_precision == 0) return out;
     *out++ = '.';
-    std::uint64_t frac = q64 - whole * scale;
-    char* end = out + m_precision;
-    for (char* p = end; p > out; frac /= 10) *--p = static_cast<char>('0' + frac % 10);
-    return end;
+    return write_decimals(out, q64 - whole * scale, m_precision);
 }

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <thread>
+#include <utility>
 
 #include "number_format.h"
 #include "process_exit.h"
@@ -13,6 +15,8 @@ namespace {
 // Size of the buffer: large enough that a file of a few million rows takes a
 // few dozen system calls.
 constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
+
+bool background_setting = std::thread::hardware_concurrency() > 1;
 
 [[noreturn]] void end_process() {
     std::cout.flush();
@@ -24,17 +28,22 @@ constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
 } // namespace
 
 OutFile::OutFile(const std::filesystem::path& path)
-    : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE) {
+    : m_path(path), m_buffer(new char[BUFFER_SIZE]), m_capacity(BUFFER_SIZE),
+      m_background(background_setting) {
     if (!m_file.open(path)) {
         std::cerr << "Can't open file " << path << "\n";
         end_process();
     }
 }
 
+void OutFile::set_background_writes(bool on) { background_setting = on; }
+bool OutFile::background_writes() { return background_setting; }
+
 void OutFile::put(std::string_view text) {
     if (text.size() > m_capacity - m_used) {
         flush();
         if (text.size() > m_capacity) {
+            settle();
             if (!m_file.write(text.data(), text.size())) fail_write(errno);
             return;
         }
@@ -70,14 +79,44 @@ void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_T
 
 void OutFile::flush() {
     if (m_used == 0) return;
+    // The thread starts with the first full buffer: a small file never needs it.
+    if (m_background && !m_writer) m_writer = std::make_unique<BackgroundWriter>(m_file);
+    if (m_writer) {
+        // The previous chunk must be out before its buffer takes new text.
+        settle();
+        m_writer->start(m_buffer.get(), m_used);
+        m_in_flight = true;
+        if (!m_spare) {
+            m_spare.reset(new char[BUFFER_SIZE]);
+            m_spare_capacity = BUFFER_SIZE;
+        }
+        m_buffer.swap(m_spare);
+        std::swap(m_capacity, m_spare_capacity);
+        m_used = 0;
+        return;
+    }
+    write_in_place();
+}
+
+void OutFile::write_in_place() {
     errno = 0;
     if (!m_file.write(m_buffer.get(), m_used)) fail_write(errno);
     m_used = 0;
 }
 
+void OutFile::settle() {
+    if (!m_in_flight) return;
+    m_in_flight = false;
+    if (int error = m_writer->wait(); error != 0) fail_write(error);
+}
+
 void OutFile::close() {
     if (!m_file.is_open()) return;
-    flush();
+    // The last, partly filled buffer goes out from here: no thread is
+    // started for it, and one that runs has finished its chunk first.
+    settle();
+    if (m_used > 0) write_in_place();
+    m_writer.reset();
     errno = 0;
     if (!m_file.commit()) fail_write(errno);
 }

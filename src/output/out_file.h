@@ -9,6 +9,13 @@
 // path and the system's reason; the temporary file is removed first, so an
 // earlier file under the final name stays as it was. These are the only
 // places where writing ends the process.
+//
+// On a machine with more than one processor the full buffer is handed to a
+// writer thread and the next one is filled meanwhile (two buffers in turn).
+// A write that fails in the background is reported at the next hand-over,
+// at settle() or at close(), whichever comes first, with the same line and
+// status, so no message of a later row can come before it: the writers call
+// settle() before they print anything while the file is open.
 #pragma once
 
 #include <cstddef>
@@ -17,6 +24,7 @@
 #include <string_view>
 
 #include "atomic_file.h"
+#include "background_writer.h"
 #include "number_format.h"
 
 class OutFile {
@@ -46,18 +54,29 @@ public:
     void put_ld(long value);                     // "%ld"
     void put_trimmed(double value);              // "%lf" without trailing zeros
 
-    // Writes the buffer out.
+    // Writes the buffer out (in the background where that is on).
     void flush();
+    // Waits until everything handed over is written; a failed write ends the
+    // process here. Call before printing a message while the file is open.
+    void settle();
     // Writes the buffer out, closes the file and puts it under its final name.
     void close();
 
     const std::filesystem::path& path() const { return m_path; }
+
+    // Whether full buffers are written on a second thread: by default where
+    // the machine has more than one processor. Tests switch it to run both
+    // ways; files opened afterwards follow the new setting.
+    static void set_background_writes(bool on);
+    static bool background_writes();
 
 private:
     // Makes room for `n` more bytes and returns where they go; commit() then
     // records how many were written.
     char* reserve(std::size_t n);
     void commit(char* end) { m_used = static_cast<std::size_t>(end - m_buffer.get()); }
+    // Writes the buffer on this thread.
+    void write_in_place();
     [[noreturn]] void fail_write(int error);
 
     std::filesystem::path m_path;
@@ -65,4 +84,10 @@ private:
     std::unique_ptr<char[]> m_buffer;
     std::size_t m_capacity = 0;
     std::size_t m_used = 0;
+    // The buffer being written in the background, and the thread writing it.
+    std::unique_ptr<char[]> m_spare;
+    std::size_t m_spare_capacity = 0;
+    bool m_background; // the setting when the file was opened
+    std::unique_ptr<BackgroundWriter> m_writer;
+    bool m_in_flight = false;
 };

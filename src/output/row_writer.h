@@ -44,7 +44,10 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
         const long row_number = i - start_i + 1;
         const double t = time[k];
         row(out, k, printed_time(own_times, stm, t), column, row_number);
-        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, row_number, t, prev_time);
+        if (is_gap(t - prev_time, freq)) {
+            out.settle(); // a failed earlier write is reported first, as it happened first
+            report_gap(s, t - prev_time, row_number, t, prev_time);
+        }
         stm += tdiff;
         prev_time = t;
     }

@@ -34,7 +34,8 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     if (data.size() < CHANNELS) {
         std::cout.flush();
-        std::cerr << "Error: vxdat file " << s << " needs three channels, the data has " << data.size() << "\n";
+        std::cerr << "Error: vxdat file " << s << " needs three channels, the data has " << data.size()
+                  << "\n";
         process_exit(1);
     }
     check_window("write_vxdat", time, start_i, size);
@@ -51,7 +52,8 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
     // where the series hold them. A block that would pass the end of a series
     // is left out.
     std::size_t available = data[0].size();
-    for (std::size_t c = 1; c < CHANNELS; ++c) available = std::min(available, data[c].size());
+    for (std::size_t c = 1; c < CHANNELS; ++c)
+        available = std::min(available, data[c].size());
 
     double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
     long i = start_i;
@@ -75,7 +77,10 @@ double write_vxdat(const std::filesystem::path& s, const series_t& time, const s
         // Block starts lie 512 samples apart, so at the usual sample rates
         // every block after the first is reported.
         const double t = time[k];
-        if (is_gap(t - prev_time, freq)) report_gap(s, t - prev_time, 0, t, prev_time);
+        if (is_gap(t - prev_time, freq)) {
+            out.settle(); // a failed earlier write is reported first, as it happened first
+            report_gap(s, t - prev_time, 0, t, prev_time);
+        }
         stm += BLOCK * tdiff;
         prev_time = t;
     }

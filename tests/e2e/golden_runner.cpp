@@ -12,6 +12,9 @@
 //   input/           optional; copied into the working directory first
 //   env              optional; NAME=VALUE lines set for the brantel run only
 //                    (PATH=bin:/nonexistent, say, for a stand-in gnuplot)
+//   together         optional, empty; standard error goes where standard
+//                    output goes (as with 2>&1), so expected/stdout holds both
+//                    in the order they were written and expected/stderr is empty
 //   expected/status  the exit status
 //   expected/stdout, expected/stderr
 //   expected/files/  every file the run leaves besides its inputs and "logfile";
@@ -106,10 +109,11 @@ struct run_result {
     std::string out, err;
 };
 
-// Runs argv in dir with stdin closed, stdout and stderr to files outside dir.
+// Runs argv in dir with stdin closed, stdout and stderr to files outside dir
+// (both to the stdout file when `together`).
 run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::string& program,
                   const std::vector<std::string>& args, const char* argv0,
-                  const std::vector<std::string>& env = {}) {
+                  const std::vector<std::string>& env = {}, bool together = false) {
     fs::path out_path = capture_dir / "stdout", err_path = capture_dir / "stderr";
     pid_t pid = fork();
     if (pid == 0) {
@@ -119,7 +123,7 @@ run_result run_in(const fs::path& dir, const fs::path& capture_dir, const std::s
         int err = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(in, 0);
         dup2(out, 1);
-        dup2(err, 2);
+        dup2(together ? out : err, 2);
         for (const std::string& setting : env) {
             const std::size_t eq = setting.find('=');
             if (eq != std::string::npos) setenv(setting.substr(0, eq).c_str(), setting.c_str() + eq + 1, 1);
@@ -190,7 +194,7 @@ TEST_P(Golden, Case) {
     const std::map<std::string, std::string> before = snapshot(work);
 
     const std::vector<std::string> args = read_lines(case_dir / "args"), env = read_lines(case_dir / "env");
-    run_result r = run_in(work, capture, BRANTEL_BIN, args, "brantel", env);
+    run_result r = run_in(work, capture, BRANTEL_BIN, args, "brantel", env, fs::exists(case_dir / "together"));
     std::map<std::string, std::string> outputs;
     for (auto& [name, content] : snapshot(work)) {
         if (name == "logfile") continue;

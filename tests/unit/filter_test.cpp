@@ -41,7 +41,9 @@ TEST_F(FilterTest, TableIsSymmetric) {
     }
 }
 
-TEST_F(FilterTest, CentreTap) { EXPECT_EQ(H[64], 0.50000000000006484); }
+TEST_F(FilterTest, CentreTap) {
+    EXPECT_EQ(H[64], 0.50000000000006484);
+}
 
 TEST_F(FilterTest, SomeTapsHoldTheirExactValues) {
     EXPECT_EQ(H[0], -2.5522871035638949e-15);
@@ -258,8 +260,8 @@ TEST_F(FilterTest, BlockFormContinuesAnyHistory) {
         Filter(dist2(rng2));
     }
     std::size_t at = 0;
-    for (std::size_t piece : {std::size_t{3}, std::size_t{1}, std::size_t{200}, std::size_t{0}, std::size_t{2500},
-                              std::size_t{129}, std::size_t{3167}}) {
+    for (std::size_t piece : {std::size_t{3}, std::size_t{1}, std::size_t{200}, std::size_t{0},
+                              std::size_t{2500}, std::size_t{129}, std::size_t{3167}}) {
         filter_block(copy.data() + at, static_cast<long>(piece));
         at += piece;
     }
@@ -292,5 +294,42 @@ TEST_F(FilterTest, BlockFormStartsEverySumAtPositiveZero) {
     filter_block(block.data(), static_cast<long>(block.size()));
     for (std::size_t i = 0; i < x.size(); ++i) {
         ASSERT_EQ(bits(plain[i]), bits(block[i])) << "output " << i;
+    }
+}
+
+// The vector width is chosen from the processor at run time; every path must
+// give the plain filter's outputs bit for bit, on random input, over lengths
+// that leave every kind of remainder after the groups of lanes.
+TEST_F(FilterTest, VectorPathsEqualTheScalarFilterBitForBit) {
+    std::mt19937_64 rng(2024);
+    std::uniform_real_distribution<double> dist(-40000.0, 40000.0);
+    std::vector<double> x(50000);
+    for (double &v : x) {
+        v = dist(rng);
+    }
+    std::vector<double> scalar = x;
+    Initialize(0.0);
+    for (double &v : scalar) {
+        v = Filter(v);
+    }
+    std::vector<FilterLanes> paths = {FilterLanes::PORTABLE, FilterLanes::AUTOMATIC};
+    if (filter_has_avx2_for_tests()) {
+        paths.push_back(FilterLanes::AVX2);
+    }
+    for (FilterLanes lanes : paths) {
+        force_filter_lanes_for_tests(lanes);
+        for (long length : {50000L, 49999L, 17L, 15L, 8L, 7L, 2049L}) {
+            reset_filter_state_for_tests();
+            std::vector<double> block(x.begin(), x.begin() + length);
+            filter_block(block.data(), length);
+            for (long i = 0; i < length; ++i) {
+                ASSERT_EQ(bits(scalar[static_cast<std::size_t>(i)]), bits(block[static_cast<std::size_t>(i)]))
+                    << "path " << static_cast<int>(lanes) << ", length " << length << ", output " << i;
+            }
+        }
+    }
+    force_filter_lanes_for_tests(FilterLanes::AUTOMATIC);
+    if (!filter_has_avx2_for_tests()) {
+        GTEST_SKIP() << "no AVX2 on this processor: only the portable path was compared";
     }
 }

@@ -24,7 +24,7 @@ constexpr int RANDOM_ROUNDS = 5000;
 constexpr int RANDOM_ROUNDS = 250000; // a million values per function
 #endif
 
-std::string ref(const char* fmt, ...) {
+std::string ref(const char *fmt, ...) {
     va_list ap;
     va_start(ap, fmt);
     va_list ap2;
@@ -41,23 +41,24 @@ std::string ref(const char* fmt, ...) {
 // The trimmed form as the C library gives it: "%lf", trailing zeros, point.
 std::string ref_trimmed(double v) {
     std::string s = ref("%lf", v);
-    while (!s.empty() && s.back() == '0') s.pop_back();
+    while (!s.empty() && s.back() == '0')
+        s.pop_back();
     if (!s.empty() && s.back() == '.') s.pop_back();
     return s;
 }
 
-using Format = char* (*)(char*, double);
+using Format = char *(*)(char *, double);
 
 std::string mine(Format f, double v) {
     std::vector<char> buf(FIXED6_TEXT_MAX + 8, '\x7f');
-    char* end = f(buf.data(), v);
+    char *end = f(buf.data(), v);
     EXPECT_LE(static_cast<std::size_t>(end - buf.data()), FIXED6_TEXT_MAX);
     return std::string(buf.data(), end);
 }
 
 std::string mine_fixed(double v, int precision) {
     std::vector<char> buf(fixed_text_max(precision) + 8, '\x7f');
-    char* end = format_fixed(buf.data(), v, precision);
+    char *end = format_fixed(buf.data(), v, precision);
     EXPECT_LE(static_cast<std::size_t>(end - buf.data()), fixed_text_max(precision));
     return std::string(buf.data(), end);
 }
@@ -67,97 +68,25 @@ std::string mine_ld(long v) {
     return std::string(buf, format_ld(buf, v));
 }
 
-double neg_nan() { return std::copysign(std::numeric_limits<double>::quiet_NaN(), -1.0); }
+double neg_nan() {
+    return std::copysign(std::numeric_limits<double>::quiet_NaN(), -1.0);
+}
 
 std::vector<double> edge_values() {
-    std::vector<double> v = {0.0,
-                             -0.0,
-                             0.5,
-                             1.5,
-                             2.5,
-                             3.5,
-                             -0.5,
-                             -1.5,
-                             -2.5,
-                             0.125,
-                             0.375,
-                             -0.125,
-                             0.05,
-                             0.25,
-                             0.0000004,
-                             -0.0000004,
-                             0.0000005,
-                             -0.0000005,
-                             0.0000015,
-                             0.0000025,
-                             0.9999996,
-                             0.9999995,
-                             999999.5,
-                             999999.0,
-                             1000000.0,
-                             -999999.0,
-                             99999.95,
-                             12345678.9,
-                             1.0,
-                             -1.0,
-                             100.0,
-                             1e-5,
-                             1e-4,
-                             0.0001,
-                             123456.5,
-                             1234567.5,
-                             9007199254740991.0,
-                             9007199254740992.0,
-                             9007199254740993.0,
-                             -9007199254740992.0,
-                             0x1p62,
-                             0x1p63,
-                             -0x1p63,
-                             0x1p64,
-                             0x1p64 - 2048,
-                             0x1p65,
-                             18446744073709551615.0,
-                             1e15,
-                             1e16,
-                             1e17,
-                             1e18,
-                             1e19,
-                             1e20,
-                             1e21,
-                             1e22,
-                             1e23,
-                             1e100,
-                             -1e100,
-                             1e300,
-                             DBL_MAX,
-                             -DBL_MAX,
-                             DBL_MIN,
-                             -DBL_MIN,
-                             DBL_TRUE_MIN,
-                             -DBL_TRUE_MIN,
-                             DBL_MIN / 3,
-                             DBL_EPSILON,
-                             1.5e9,
-                             1.5e9 + 0.05,
-                             1500000000.123456,
-                             1700000000.9999995,
-                             4294967295.5,
-                             4294967296.0,
-                             // Where whole numbers leave the 64-bit fast paths.
-                             9007199254740991.0,
-                             -9007199254740991.0,
-                             9007199254740992.0,
-                             -9007199254740992.0,
-                             9007199254740994.0,
-                             9223372036854775808.0,
-                             18446744073709549568.0,
-                             18446744073709551616.0,
-                             -18446744073709551616.0,
-                             18446744073709555712.0,
-                             std::numeric_limits<double>::infinity(),
-                             -std::numeric_limits<double>::infinity(),
-                             std::numeric_limits<double>::quiet_NaN(),
-                             neg_nan()};
+    std::vector<double> v = {
+        0.0, -0.0, 0.5, 1.5, 2.5, 3.5, -0.5, -1.5, -2.5, 0.125, 0.375, -0.125, 0.05, 0.25, 0.0000004,
+        -0.0000004, 0.0000005, -0.0000005, 0.0000015, 0.0000025, 0.9999996, 0.9999995, 999999.5, 999999.0,
+        1000000.0, -999999.0, 99999.95, 12345678.9, 1.0, -1.0, 100.0, 1e-5, 1e-4, 0.0001, 123456.5, 1234567.5,
+        9007199254740991.0, 9007199254740992.0, 9007199254740993.0, -9007199254740992.0, 0x1p62, 0x1p63,
+        -0x1p63, 0x1p64, 0x1p64 - 2048, 0x1p65, 18446744073709551615.0, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20,
+        1e21, 1e22, 1e23, 1e100, -1e100, 1e300, DBL_MAX, -DBL_MAX, DBL_MIN, -DBL_MIN, DBL_TRUE_MIN,
+        -DBL_TRUE_MIN, DBL_MIN / 3, DBL_EPSILON, 1.5e9, 1.5e9 + 0.05, 1500000000.123456, 1700000000.9999995,
+        4294967295.5, 4294967296.0,
+        // Where whole numbers leave the 64-bit fast paths.
+        9007199254740991.0, -9007199254740991.0, 9007199254740992.0, -9007199254740992.0, 9007199254740994.0,
+        9223372036854775808.0, 18446744073709549568.0, 18446744073709551616.0, -18446744073709551616.0,
+        18446744073709555712.0, std::numeric_limits<double>::infinity(),
+        -std::numeric_limits<double>::infinity(), std::numeric_limits<double>::quiet_NaN(), neg_nan()};
     // Exact ties at several precisions: k + 0.5 scaled by powers of two.
     for (int k = 0; k < 20; ++k) {
         v.push_back(k + 0.5);
@@ -177,7 +106,7 @@ std::vector<double> edge_values() {
 
 // Realistic values: raw counts, times with fractions, small fractions,
 // scaled samples.
-double realistic(std::mt19937_64& rng) {
+double realistic(std::mt19937_64 &rng) {
     std::uniform_int_distribution<int> kind(0, 6);
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     std::uniform_int_distribution<long> counts(-(1L << 31), 1L << 31);
@@ -199,7 +128,9 @@ double realistic(std::mt19937_64& rng) {
     }
 }
 
-double random_bits(std::mt19937_64& rng) { return std::bit_cast<double>(rng()); }
+double random_bits(std::mt19937_64 &rng) {
+    return std::bit_cast<double>(rng());
+}
 
 template <class Check> void for_random_values(Check check) {
     std::mt19937_64 rng(20240611);
@@ -217,13 +148,15 @@ template <class Check> void for_random_values(Check check) {
 
 TEST(NumberFormat, FixedEdgeValuesAllPrecisions) {
     for (double v : edge_values()) {
-        for (int p = -3; p <= 24; ++p) ASSERT_EQ(mine_fixed(v, p), ref("%-.*f", p, v)) << "p=" << p;
+        for (int p = -3; p <= 24; ++p)
+            ASSERT_EQ(mine_fixed(v, p), ref("%-.*f", p, v)) << "p=" << p;
     }
 }
 
 TEST(NumberFormat, FixedLargePrecisionNeverTruncates) {
     for (double v : edge_values()) {
-        for (int p : {40, 100, 310, 330, 400, 1100}) ASSERT_EQ(mine_fixed(v, p), ref("%-.*f", p, v)) << "p=" << p;
+        for (int p : {40, 100, 310, 330, 400, 1100})
+            ASSERT_EQ(mine_fixed(v, p), ref("%-.*f", p, v)) << "p=" << p;
     }
 }
 
@@ -251,28 +184,33 @@ TEST(NumberFormat, FixedRandomValues) {
 }
 
 TEST(NumberFormat, FEdgeAndRandom) {
-    for (double v : edge_values()) ASSERT_EQ(mine(format_f, v), ref("%f", v)) << std::hexfloat << v;
+    for (double v : edge_values())
+        ASSERT_EQ(mine(format_f, v), ref("%f", v)) << std::hexfloat << v;
     for_random_values([](double v) { ASSERT_EQ(mine(format_f, v), ref("%f", v)) << std::hexfloat << v; });
 }
 
 TEST(NumberFormat, F0EdgeAndRandom) {
-    for (double v : edge_values()) ASSERT_EQ(mine(format_f0, v), ref("%.0f", v)) << std::hexfloat << v;
+    for (double v : edge_values())
+        ASSERT_EQ(mine(format_f0, v), ref("%.0f", v)) << std::hexfloat << v;
     for_random_values([](double v) { ASSERT_EQ(mine(format_f0, v), ref("%.0f", v)) << std::hexfloat << v; });
 }
 
 TEST(NumberFormat, F12_0EdgeAndRandom) {
-    for (double v : edge_values()) ASSERT_EQ(mine(format_f12_0, v), ref("%12.0f", v)) << std::hexfloat << v;
+    for (double v : edge_values())
+        ASSERT_EQ(mine(format_f12_0, v), ref("%12.0f", v)) << std::hexfloat << v;
     for_random_values(
         [](double v) { ASSERT_EQ(mine(format_f12_0, v), ref("%12.0f", v)) << std::hexfloat << v; });
 }
 
 TEST(NumberFormat, GEdgeAndRandom) {
-    for (double v : edge_values()) ASSERT_EQ(mine(format_g, v), ref("%g", v)) << std::hexfloat << v;
+    for (double v : edge_values())
+        ASSERT_EQ(mine(format_g, v), ref("%g", v)) << std::hexfloat << v;
     for_random_values([](double v) { ASSERT_EQ(mine(format_g, v), ref("%g", v)) << std::hexfloat << v; });
 }
 
 TEST(NumberFormat, TrimmedEdgeAndRandom) {
-    for (double v : edge_values()) ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v;
+    for (double v : edge_values())
+        ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v;
     for_random_values(
         [](double v) { ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v; });
 }
@@ -293,8 +231,39 @@ TEST(NumberFormat, TrimmedExamples) {
     EXPECT_EQ(mine(format_trimmed, DBL_MAX).size(), 309u);
 }
 
+// The values that conditioning produces: counts interpolated by small
+// factors (quarters, thirds, fifths), counts in 64ths and finer binary
+// fractions, offset-free and scaled values, and filter sums of many products.
+// Each kind takes its own formatting path; every one must read as "%lf" trimmed.
+TEST(NumberFormat, TrimmedConditionedValues) {
+    std::mt19937_64 rng(161);
+    std::uniform_int_distribution<long> counts(-(1L << 31), 1L << 31);
+    std::uniform_int_distribution<int> factor(1, 16);
+    std::uniform_int_distribution<int> shift(0, 12);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    for (int i = 0; i < RANDOM_ROUNDS; ++i) {
+        const double a = static_cast<double>(counts(rng) % 50000);
+        const double b = static_cast<double>(counts(rng) % 50000);
+        const int up = factor(rng);
+        const int j = static_cast<int>(rng() % static_cast<unsigned>(up));
+        const double interpolated = a + (static_cast<double>(j) / up) * (b - a);
+        ASSERT_EQ(mine(format_trimmed, interpolated), ref_trimmed(interpolated))
+            << std::hexfloat << interpolated;
+        const double binary = std::ldexp(static_cast<double>(counts(rng)), -shift(rng));
+        ASSERT_EQ(mine(format_trimmed, binary), ref_trimmed(binary)) << std::hexfloat << binary;
+        const double huge_binary =
+            std::ldexp(static_cast<double>(rng() >> 11), static_cast<int>(rng() % 8)) / 64.0;
+        ASSERT_EQ(mine(format_trimmed, huge_binary), ref_trimmed(huge_binary))
+            << std::hexfloat << huge_binary;
+        double sum = 0.0;
+        for (int k = 0; k < 8; ++k)
+            sum += unit(rng) * a;
+        ASSERT_EQ(mine(format_trimmed, sum), ref_trimmed(sum)) << std::hexfloat << sum;
+    }
+}
+
 TEST(NumberFormat, FputDoubleWritesTrimmedText) {
-    FILE* f = std::tmpfile();
+    FILE *f = std::tmpfile();
     ASSERT_NE(f, nullptr);
     EXPECT_GE(fput_double(-0.0, f), 0);
     std::fputc(' ', f);
@@ -329,20 +298,20 @@ TEST(NumberFormat, FixedColumnMatchesSnprintfRowByRow) {
         double t = -3.0 - step(rng);
         for (int i = 0; i < 20000; ++i) {
             char buf[2048];
-            char* end = column.format(buf, t);
+            char *end = column.format(buf, t);
             ASSERT_EQ(std::string(buf, end), ref("%-.*f", precision, t)) << "precision " << precision;
             t += step(rng);
         }
         for (double v : edge_values()) {
             char buf[2048];
-            char* end = column.format(buf, v);
+            char *end = column.format(buf, v);
             ASSERT_EQ(std::string(buf, end), ref("%-.*f", precision, v)) << "precision " << precision;
         }
     }
     FixedColumn times(4);
     for (double t = 1500000000.0; t < 1500000100.0; t += 1.0 / 20) {
         char buf[64];
-        char* end = times.format(buf, t);
+        char *end = times.format(buf, t);
         ASSERT_EQ(std::string(buf, end), ref("%-.*f", 4, t));
     }
 }
