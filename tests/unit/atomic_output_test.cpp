@@ -158,9 +158,10 @@ TEST_F(AtomicOutput, SigkillAtAnyPointLeavesOldOrNewComplete) {
         std::this_thread::sleep_for(whole * k / 20);
         if (k < 24) kill(pid, SIGKILL); // the last run is left to finish
         const int ws = wait_for(pid);
-        if (k == 24)
+        if (k == 24) {
             ASSERT_TRUE(WIFEXITED(ws) && WEXITSTATUS(ws) == 0)
                 << "the run left to finish ended with wait status " << ws << ": " << read_file(work.file("run.err"));
+        }
         const std::string now = read_file(work.file("day.tm4"));
         ASSERT_TRUE(now == *old_output || now == *new_output)
             << "kill " << k << ": " << now.size() << " bytes";
