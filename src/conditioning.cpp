@@ -153,3 +153,5 @@ void condition_series() {
         fill_up_after_resampling(tail, time_was_empty, channel_was_empty);
     }
 }
+
+double upsampled_rate(double freq) { return upsample > 0 ? freq * static_cast<double>(upsample) : freq; }

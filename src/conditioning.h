@@ -6,3 +6,7 @@
 // Progress words go to standard output unless quiet. May set global_scale
 // (automatic scale) and samples (resampling).
 void condition_series();
+
+// The rate of the conditioned series for a recording rate `freq`: resampling
+// by -u U multiplies it by U (a factor of 0 or below leaves the series alone).
+double upsampled_rate(double freq);

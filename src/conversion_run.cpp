@@ -17,7 +17,7 @@ namespace {
 // The picture's time axis stays in Unix seconds whatever unit the text
 // columns get; resampling multiplies the rate of the series.
 void keep_plot_times(run_state& st) {
-    st.utc_rate = upsample > 0 ? st.freq * static_cast<double>(upsample) : st.freq;
+    st.utc_rate = upsampled_rate(st.freq);
     if (time_in_minutes != TIME_SECONDS) st.utc_times = time_array;
 }
 

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "conditioning.h"
 #include "miniseed.h"
 #include "mseed_codes.h"
 #include "mseed_records.h"
@@ -163,7 +164,7 @@ std::vector<write_job> average_jobs(const window_request &w) {
 // The rate a TIMESERIES header states: the first file's, or with sample_times
 // the series' true rate, which after upsampling is the upsampled one.
 double header_rate(const run_state &st) {
-    return sample_times && upsample > 0 ? st.freq * upsample : st.freq;
+    return sample_times ? upsampled_rate(st.freq) : st.freq;
 }
 
 // The miniSEED ASCII layouts: one file per channel, headed by the format's
@@ -194,11 +195,11 @@ std::vector<write_job> miniseed_ascii_jobs(const window_request &w) {
 
 // The quick-look picture of a window (--plot) joins the window's files:
 // "rec.png", or "rec.a.png" for a snippet.
-std::vector<write_job> with_plot(std::vector<write_job> jobs, const fs::path& first, const run_state& st,
-                                 long start_i, const std::string& suffix) {
+std::vector<write_job> with_plot(std::vector<write_job> jobs, const window_request &w) {
     if (!plot) return jobs;
-    fs::path p = output_name(first, suffix.empty() ? "png" : suffix + ".png");
-    const long len = snippet_length;
+    fs::path p = output_name(w.first, w.suffix.empty() ? "png" : w.suffix + ".png");
+    const run_state &st = w.st;
+    const long start_i = w.start_i, len = snippet_length;
     jobs.push_back({p, [p, &st, start_i, len] {
                         const plot_source source{st.utc_times.empty() ? time_array : st.utc_times, data,
                                                  st.utc_rate, st.station};
@@ -233,7 +234,7 @@ std::vector<write_job> mseed_jobs(const window_request &w) {
     const long up = upsample > 0 ? upsample : 1;
     mseed_file file;
     file.network = mseed_network;
-    file.rate = w.st.freq * static_cast<double>(up);
+    file.rate = upsampled_rate(w.st.freq);
     file.channel = channel_code(file.rate);
     file.record_length = static_cast<int>(mseed_record_length);
     for (size_t ch = 0; ch < data.size(); ++ch)
@@ -284,16 +285,16 @@ void write_outputs(const std::vector<fs::path> &names, const run_state &st, long
     long written = 0;
     bool stopped_early = false;
     if (!chosen->snippets) {
-        plan.push_back({start_i, with_plot(chosen->plan({first, st, avg, start_i, ""}), first, st, start_i, "")});
+        const window_request w{first, st, avg, start_i, ""};
+        plan.push_back({start_i, with_plot(chosen->plan(w), w)});
     } else {
         for (long i = 0; i < snippets; ++i) {
             if (snippet_length > samples - start_i) {
                 stopped_early = true;
                 break;
             }
-            const std::string suffix = snippet_suffix(i);
-            plan.push_back(
-                {start_i, with_plot(chosen->plan({first, st, avg, start_i, suffix}), first, st, start_i, suffix)});
+            const window_request w{first, st, avg, start_i, snippet_suffix(i)};
+            plan.push_back({start_i, with_plot(chosen->plan(w), w)});
             start_i += snippet_length;
             ++written;
         }
