@@ -103,7 +103,11 @@ check "refused run touches no output" [ "$before" = "$(find "$work/out1" -name '
 # ---- a second driver on the same OUTPUT waits for none -----------------------------
 flock "$work/out1/.brantel-archive/lock" sleep 3 &
 locker=$!
-sleep 0.5
+# Wait until the stand-in really holds the lock (a loaded machine may start it late).
+for _ in $(seq 1 100); do
+    flock -n "$work/out1/.brantel-archive/lock" true || break
+    sleep 0.02
+done
 "$archive" "$src" "$work/out1" -- --quiet > /dev/null 2> "$work/locked.stderr"
 check "locked OUTPUT refused" [ $? -eq 1 ]
 check "lock message" grep -q 'another brantel-archive is working on' "$work/locked.stderr"
