@@ -17,7 +17,8 @@ command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 [ -f /usr/include/libmseed.h ] || need+=(libmseed-dev)
 command -v mseed2sac >/dev/null || need+=(mseed2sac)
-command -v parallel >/dev/null || need+=(parallel)
+# GNU parallel: moreutils ships another program under the same name.
+parallel --version 2>/dev/null | grep '^GNU parallel' >/dev/null || need+=(parallel)
 # The archive driver's test ends a whole session with pkill and takes locks
 # with flock.
 command -v pkill >/dev/null || need+=(procps)

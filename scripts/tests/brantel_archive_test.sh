@@ -14,9 +14,14 @@ archive=$(readlink -f "$1")
 brantel=$(readlink -f "$2")
 fixture=$(readlink -f "$3")
 here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+# Blanks and quotes in every path (the driver's own place, SOURCE, OUTPUT and
+# the file names) must reach brantel unchanged, locally and through ssh.
+work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's.XXXXXX")
+trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 src=$work/src
+mkdir -p "$work/bin dir"
+cp "$archive" "$brantel" "$work/bin dir/"
+archive="$work/bin dir/$(basename "$archive")"
 
 passed=0
 failed=0
@@ -39,7 +44,7 @@ for day in 01 02 03 04 05 06 07 08 09 10 11 12 13; do
     "$fixture" vx24 out="$d/b.vx24" samples=300 version=2 seconds=$((start + 1800))
     "$fixture" vx16bin out="$d/e605${day}27.dat" blocks=2 date=2016-05-$day time=13:30:00
     "$fixture" vx16txt out="$d/e605${day}28.dat" blocks=2 date=2016-05-$day time=14:00:00
-    "$fixture" tm4 out="$d/t.tm4" lines=200 start=$((start + 3600))
+    "$fixture" tm4 out="$d/day's t.tm4" lines=200 start=$((start + 3600))
 done
 printf 'vx24xx' > "$src/2016/05/20160503/broken.vx24"
 printf '!S512Tidserier sampfrek: 18.0 gain: 2 station: e\r123' > "$src/2016/05/20160504/e6050499.dat"
@@ -113,7 +118,16 @@ check "locked OUTPUT refused" [ $? -eq 1 ]
 check "lock message" grep -q 'another brantel-archive is working on' "$work/locked.stderr"
 wait "$locker"
 
-check "OUTPUT inside SOURCE refused" bash -c "! '$archive' '$src' '$src/out' 2>/dev/null"
+mkdir -p "$work/other bin"
+printf '#!/bin/sh\necho "parallel: another program"\n' > "$work/other bin/parallel"
+chmod +x "$work/other bin/parallel"
+PATH="$work/other bin:$PATH" "$archive" "$src" "$work/out9" -- --quiet > /dev/null 2> "$work/other.stderr"
+check "another parallel refused" [ $? -eq 1 ]
+check "another parallel named" \
+    diff <(echo 'brantel-archive: needs GNU parallel (Debian package parallel) on the PATH') "$work/other.stderr"
+
+refused_inside() { ! "$archive" "$src" "$src/out" 2>/dev/null; }
+check "OUTPUT inside SOURCE refused" refused_inside
 
 # ---- killed part way, then run again ------------------------------------------------
 setsid "$archive" --jobs 2 "$src" "$work/out2" -- --quiet > /dev/null 2>&1 &
@@ -155,4 +169,11 @@ grep -v -e broken -e e6050499 -e README -e notes "$work/all" | sed 's|/[^/]*$||'
 check "per-directory outputs equal combined direct runs" same_outputs "$work/ref4" "$work/out4"
 
 echo "brantel-archive: $passed passed, $failed failed"
+if [ "$failed" -ne 0 ]; then
+    # What the driver said, for a failure seen only in a CI log.
+    for f in "$work"/*.stdout "$work"/*.stderr; do
+        echo "--- ${f#"$work"/}"
+        head -n 20 "$f"
+    done
+fi
 [ "$failed" -eq 0 ]
