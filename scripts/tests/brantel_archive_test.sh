@@ -152,7 +152,9 @@ check "restart runs everything again" \
     grep -q '^[0-9.]*[0-9]\.[0-9][0-9] ' "$work/out2/2016/05/20160501/a.tm4"
 
 # ---- several machines: a stand-in for ssh --------------------------------------------
-"$archive" --jobs 2 --ssh "$here/local_ssh" --sshlogin 2/stand-in "$src" "$work/out3" -- --quiet \
+# --ssh takes a shell command line, as GNU parallel's option does: the
+# stand-in's path is quoted within it.
+"$archive" --jobs 2 --ssh "$(printf '%q' "$here/local_ssh")" --sshlogin 2/stand-in "$src" "$work/out3" -- --quiet \
     > "$work/out3.stdout" 2>&1
 check "ssh run ends with status 1" [ $? -eq 1 ]
 check "ssh run gives the same outputs" same_outputs "$work/ref" "$work/out3"
