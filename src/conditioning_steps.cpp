@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "filter.h"
+#include "vxfil/huge_pages.h"
 
 void remove_series_offset(series_t& values) {
     if (values.empty()) {
@@ -73,14 +74,20 @@ series_t resample_series(const series_t& values, long up) {
         return out;
     }
     // Room for the full count of n * up, which the extension after the
-    // chain fills up to.
-    out.reserve(static_cast<std::size_t>(n * up));
+    // chain fills up to; the series is large and fresh, so on huge pages.
+    VxFil::reserve_huge(out, static_cast<std::size_t>(n * up));
+    // The fractions j / up, each computed once as the same division, so every
+    // interpolated value keeps its digits.
     const double factor = static_cast<double>(up);
+    std::vector<double> fraction(static_cast<std::size_t>(up));
+    for (long j = 0; j < up; ++j) {
+        fraction[static_cast<std::size_t>(j)] = static_cast<double>(j) / factor;
+    }
     for (long i = 0; i + 1 < n; ++i) {
         const double base = values[static_cast<std::size_t>(i)];
         const double d = values[static_cast<std::size_t>(i + 1)] - base;
-        for (long j = 0; j < up; ++j) {
-            out.push_back(base + (static_cast<double>(j) / factor) * d);
+        for (const double f : fraction) {
+            out.push_back(base + f * d);
         }
     }
     return out;
