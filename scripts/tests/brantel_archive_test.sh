@@ -125,6 +125,7 @@ PATH="$work/other bin:$PATH" "$archive" "$src" "$work/out9" -- --quiet > /dev/nu
 check "another parallel refused" [ $? -eq 1 ]
 check "another parallel named" \
     diff <(echo 'brantel-archive: needs GNU parallel (Debian package parallel) on the PATH') "$work/other.stderr"
+check "refused run writes nothing" [ ! -e "$work/out9" ]
 
 refused_inside() { ! "$archive" "$src" "$src/out" 2>/dev/null; }
 check "OUTPUT inside SOURCE refused" refused_inside
