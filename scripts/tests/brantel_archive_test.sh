@@ -5,7 +5,8 @@
 # a second run converts nothing again; a run killed part way (the driver and
 # all its jobs) and run again ends complete with no stray file; changed
 # options are refused; a run through a stand-in for ssh gives the same
-# outputs; --per-directory equals combined direct runs.
+# outputs, and jobs that a remote host never ran are failures run again;
+# --per-directory equals combined direct runs.
 #
 #   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE
 set -u
@@ -155,9 +156,27 @@ check "restart runs everything again" \
 # ---- several machines: a stand-in for ssh --------------------------------------------
 # --ssh takes a shell command line, as GNU parallel's option does: the
 # stand-in's path is quoted within it.
-"$archive" --jobs 2 --ssh "$(printf '%q' "$here/local_ssh")" --sshlogin 2/stand-in "$src" "$work/out3" -- --quiet \
-    > "$work/out3.stdout" 2>&1
+# The remote side's job files go to its TMPDIR; GNU parallel quotes that path
+# with plain single quotes, so it gets a folder of its own without a quote.
+ssh_tmp=$(mktemp -d)
+trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work" "$ssh_tmp"' EXIT
+ssh_run() { # ssh_run NAME: converts into $work/out3
+    TMPDIR=$ssh_tmp "$archive" --jobs 2 --ssh "$(printf '%q' "$here/local_ssh")" --sshlogin 2/stand-in "$src" "$work/out3" -- --quiet \
+        > "$work/$1.stdout" 2>&1
+}
+# On a host whose logins have no SHELL, GNU parallel's remote jobs run nothing
+# and end with status 0: the driver counts them as failures, and the next run
+# converts them.
+LOCAL_SSH_WITHOUT_SHELL=1 ssh_run out3-no-shell
+check "jobs that never ran end with status 1" [ $? -eq 1 ]
+check "jobs that never ran are failures" grep -qx 'brantel-archive: 0 converted, 70 failed, 2 skipped' "$work/out3-no-shell.stdout"
+check "a job that never ran named" \
+    grep -qx "failed: 2016/05/20160501/day's t.tm4: ended with status 0 but never ran (no SHELL on the host?)" \
+    "$work/out3-no-shell.stdout"
+check "jobs that never ran wrote nothing" [ -z "$(find "$work/out3" -name '*.tm4')" ]
+ssh_run out3
 check "ssh run ends with status 1" [ $? -eq 1 ]
+check "ssh run summary" grep -qx 'brantel-archive: 66 converted, 4 failed, 2 skipped' "$work/out3.stdout"
 check "ssh run gives the same outputs" same_outputs "$work/ref" "$work/out3"
 
 # ---- one combined run per directory ------------------------------------------------------
