@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
@@ -18,13 +17,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string read(const fs::path &p) {
-    std::ifstream in(p, std::ios::binary);
-    std::ostringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
 
 // Restores the default after each test.
 class OutFileTest : public testing::TestWithParam<bool> {
@@ -74,7 +66,7 @@ TEST_P(OutFileTest, ManyBuffersGiveTheSameBytes) {
         out.close();
     }
     ASSERT_GT(expected.size(), std::size_t{40} << 20);
-    const std::string written = read(p);
+    const std::string written = m_dir.read("big");
     ASSERT_EQ(written.size(), expected.size());
     EXPECT_TRUE(written == expected);
 }
@@ -95,8 +87,8 @@ TEST_P(OutFileTest, TwoFilesAtOnceKeepTheirOwnBytes) {
         b.close();
         a.close();
     }
-    EXPECT_TRUE(read(m_dir.file("a")) == a_text);
-    EXPECT_TRUE(read(m_dir.file("b")) == b_text);
+    EXPECT_TRUE(m_dir.read("a") == a_text);
+    EXPECT_TRUE(m_dir.read("b") == b_text);
 }
 
 // A write that fails after the first buffer is reported before the gap of a
