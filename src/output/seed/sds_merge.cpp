@@ -81,9 +81,33 @@ struct day_content {
     std::string trouble; // empty when readable
 };
 
-// The time of sample i of a record.
+// The time of sample i of a record: its start and i intervals, rounded to
+// the microsecond (the offsets are never negative).
 int64_t sample_time(const seed_record &r, std::size_t i) {
-    return r.start_us + std::llround(static_cast<double>(i) * 1e6 / r.rate);
+    return r.start_us + static_cast<int64_t>(static_cast<double>(i) * 1e6 / r.rate + 0.5);
+}
+
+// The last sample time of a record, for deciding whether to decode it.
+int64_t record_end(const seed_record &r) {
+    return r.count > 0 ? sample_time(r, static_cast<std::size_t>(r.count - 1)) : r.start_us;
+}
+
+// The stretch of the day file's index that holds a sample of record r at
+// time t, or -1 where none does.
+std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t) {
+    for (std::size_t k = 0; k < entry.spans.size(); ++k) {
+        const day_span &s = entry.spans[k];
+        if (t >= s.first && t <= s.last && s.facts.rate == r.rate) return k;
+    }
+    return static_cast<std::size_t>(-1);
+}
+
+// The facts of that sample: the stretch's, or the record's rate with
+// unknown factors where the index has none (a day file changed by hand).
+sample_facts facts_at(const day_entry &entry, const seed_record &r, int64_t t) {
+    const std::size_t k = span_at(entry, r, t);
+    if (k != static_cast<std::size_t>(-1)) return entry.spans[k].facts;
+    return {r.rate, std::nan(""), std::nan("")};
 }
 
 struct staged_recording {
@@ -106,7 +130,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(12u << 20), m_staged(12u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(8u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -129,8 +153,14 @@ class merger {
     std::shared_ptr<const channel_samples> staged_samples(const std::string &run, const staged_recording &rec);
     std::shared_ptr<const day_content> day(const channel_codes &codes, int64_t day);
     sample_list tree_samples(const channel_codes &codes, int64_t first, int64_t last, std::string &trouble);
+    // The samples of a day file within [from, to], decoding only the records
+    // that reach into that stretch (the neighbouring day near midnight).
+    sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
     bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples);
     double widest_reach() const;
+    // Whether a channel of a recording can conflict at all, judged from the
+    // facts alone, so that most recordings are decided without decoding.
+    bool could_conflict(const staged_recording &rec, const recording_channel &c);
 
     fs::path m_top;
     int m_record_length;
@@ -251,6 +281,7 @@ std::shared_ptr<const channel_samples> merger::staged_samples(const std::string 
     for (const recording_channel &c : rec.facts.channels)
         facts_of[c.codes.id()] = m_facts.id_of({c.rate, c.volts_per_count, c.gain});
     channel_samples samples;
+    for (const recording_channel &c : rec.facts.channels) samples[c.codes.id()].reserve(c.samples);
     std::size_t total = 0;
     read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
         channel_codes codes{r.network, r.station, r.location, r.channel};
@@ -285,22 +316,20 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
         if (!indexed)
             std::cerr << "Warning: day file " << quoted_text(path.string())
                       << " was not written by the archive; it is taken as it is\n";
-        const double unknown = std::nan("");
         try {
             read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
                 if (channel_codes{r.network, r.station, r.location, r.channel} != codes)
                     throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." +
                                              r.station + "." + r.location + "." + r.channel);
                 if (!(r.rate > 0.0)) throw std::runtime_error("\"" + path.string() + "\" holds a record without rate");
+                uint32_t facts = NO_ORIGIN;
+                std::size_t span = static_cast<std::size_t>(-1);
                 for (std::size_t i = 0; i < r.samples.size(); ++i) {
                     const int64_t t = sample_time(r, i);
-                    sample_facts facts{r.rate, unknown, unknown};
-                    for (const day_span &s : entry.spans)
-                        if (t >= s.first && t <= s.last && s.facts.rate == r.rate) {
-                            facts = s.facts;
-                            break;
-                        }
-                    content.samples.push_back({t, r.samples[i], m_facts.id_of(facts), NO_ORIGIN});
+                    const std::size_t now = span_at(entry, r, t);
+                    if (facts == NO_ORIGIN || now != span) facts = m_facts.id_of(facts_at(entry, r, t));
+                    span = now;
+                    content.samples.push_back({t, r.samples[i], facts, NO_ORIGIN});
                 }
             });
             sort_samples(content.samples);
@@ -324,6 +353,52 @@ sample_list merger::tree_samples(const channel_codes &codes, int64_t first, int6
     return out;
 }
 
+sample_list merger::day_stretch(const channel_codes &codes, int64_t d, int64_t from, int64_t to) {
+    sample_list out;
+    if (auto *cached = m_days.find(day_file_path(codes, d))) {
+        for (const sds_sample &s : (*cached)->samples)
+            if (s.t >= from && s.t <= to) out.push_back(s);
+        return out;
+    }
+    const fs::path path = m_top / day_file_path(codes, d);
+    bool missing = false;
+    const std::string bytes = read_text(path, &missing);
+    if (missing) return out;
+    day_entry entry;
+    read_day_entry(m_top, day_file_name(codes, d), entry);
+    const auto wanted = [from, to](const seed_record &r) { return r.start_us <= to && record_end(r) >= from; };
+    read_seed_records_if(bytes.data(), bytes.size(), path.string(), wanted, [&](const seed_record &r) {
+        for (std::size_t i = 0; i < r.samples.size(); ++i) {
+            const int64_t t = sample_time(r, i);
+            if (t >= from && t <= to) out.push_back({t, r.samples[i], m_facts.id_of(facts_at(entry, r, t)), NO_ORIGIN});
+        }
+    });
+    sort_samples(out);
+    return out;
+}
+
+bool merger::could_conflict(const staged_recording &rec, const recording_channel &c) {
+    if (c.samples == 0 || !(c.rate > 0.0)) return false;
+    const double half = 0.5e6 / c.rate;
+    const auto reach = static_cast<int64_t>(std::ceil(std::max(half, widest_reach())));
+    const int64_t first = c.first - reach, last = c.last + reach;
+    // Its own stretches: within one the samples follow at the rate, so only
+    // stretches that come too close to each other can hold samples too close.
+    std::vector<recording_channel::span> spans = c.spans;
+    std::sort(spans.begin(), spans.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (std::size_t i = 1; i < spans.size(); ++i)
+        if (static_cast<double>(spans[i].first - spans[i - 1].last) < half) return true;
+    // The archive: only a day file that exists can hold samples.
+    for (int64_t d = day_of(first); d <= day_of(last); ++d)
+        if (m_days.find(day_file_path(c.codes, d)) || fs::exists(m_top / day_file_path(c.codes, d))) return true;
+    // The recordings accepted before it in this merge.
+    for (const staged_recording &other : m_accepted)
+        for (const recording_channel &oc : other.facts.channels)
+            if (oc.codes == c.codes && oc.last >= first && oc.first <= last) return true;
+    (void)rec;
+    return false;
+}
+
 void merger::decide(const std::string &run, const std::vector<staged_recording> &recordings) {
     m_accepted.clear();
     m_refused.clear();
@@ -331,8 +406,10 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     for (const staged_recording &rec : recordings) {
         std::string message;
         bool conflict = false;
-        const auto mine = staged_samples(run, rec);
+        std::shared_ptr<const channel_samples> mine;
         for (const recording_channel &c : rec.facts.channels) {
+            if (!could_conflict(rec, c)) continue;
+            if (!mine) mine = staged_samples(run, rec);
             auto it = mine->find(c.codes.id());
             if (it == mine->end() || it->second.empty()) continue;
             const sample_list &incoming = it->second;
@@ -361,6 +438,11 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
                 break;
             }
             for (const staged_recording &other : m_accepted) {
+                // Only a recording whose channel reaches this stretch can conflict.
+                bool near = false;
+                for (const recording_channel &oc : other.facts.channels)
+                    near = near || (oc.codes == c.codes && oc.last >= first && oc.first <= last);
+                if (!near) continue;
                 const auto theirs = staged_samples(run, other);
                 auto o = theirs->find(c.codes.id());
                 if (o == theirs->end() || o->second.empty()) continue;
@@ -464,14 +546,16 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
 void merger::execute(const std::string &run, merge_outcome &outcome) {
     // Every channel and day that an accepted recording reaches, with the
     // recordings that reach it.
-    std::map<std::pair<std::string, int64_t>, std::vector<std::size_t>> reached;
+    // Day by day, so that the recordings of a day are decoded once for all
+    // its channels.
+    std::map<std::pair<int64_t, std::string>, std::vector<std::size_t>> reached;
     std::map<std::string, channel_codes> codes_of;
     for (std::size_t r = 0; r < m_accepted.size(); ++r)
         for (const recording_channel &c : m_accepted[r].facts.channels) {
             codes_of[c.codes.id()] = c.codes;
             for (const recording_channel::span &s : c.spans)
                 for (int64_t d = day_of(s.first); d <= day_of(s.last); ++d) {
-                    std::vector<std::size_t> &list = reached[{c.codes.id(), d}];
+                    std::vector<std::size_t> &list = reached[{d, c.codes.id()}];
                     if (list.empty() || list.back() != r) list.push_back(r);
                 }
         }
@@ -480,14 +564,20 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
     m_origins.clear();
     std::set<std::string> written_channels;
     for (const auto &[where, recs] : reached) {
-        const channel_codes &codes = codes_of[where.first];
-        const int64_t d = where.second;
+        const std::string &id = where.second;
+        const channel_codes &codes = codes_of[id];
+        const int64_t d = where.first;
         sample_list incoming;
+        std::size_t expected = 0;
+        for (std::size_t r : recs)
+            for (const recording_channel &c : m_accepted[r].facts.channels)
+                if (c.codes.id() == id) expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
+        incoming.reserve(expected);
         for (std::size_t r : recs) {
             const auto mine = staged_samples(run, m_accepted[r]);
-            auto it = mine->find(where.first);
+            auto it = mine->find(id);
             if (it == mine->end()) continue;
-            auto key = std::make_pair(r, where.first);
+            auto key = std::make_pair(r, id);
             auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
             if (fresh) m_origins.push_back(key);
             const int64_t from = day_start_us(d), to = day_start_us(d + 1);
@@ -512,15 +602,16 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
         // already filed on the other side is not filed again.
         const auto reach = static_cast<int64_t>(widest_reach());
         sample_list context;
-        for (int64_t side : {d - 1, d + 1}) {
-            const auto next = day(codes, side);
-            for (const sds_sample &s : next->samples)
-                if (s.t >= day_start_us(d) - reach && s.t < day_start_us(d + 1) + reach) context.push_back(s);
+        if (incoming.front().t < day_start_us(d) + reach)
+            context = day_stretch(codes, d - 1, day_start_us(d) - reach, day_start_us(d));
+        if (incoming.back().t >= day_start_us(d + 1) - reach) {
+            const sample_list after = day_stretch(codes, d + 1, day_start_us(d + 1), day_start_us(d + 1) + reach);
+            context.insert(context.end(), after.begin(), after.end());
         }
         if (!merge_samples(m_facts, merged, context, incoming, &m_added)) continue;
         if (write_day(codes, d, merged)) {
             ++outcome.day_files_written;
-            written_channels.insert(where.first);
+            written_channels.insert(id);
             outcome.gaps += count_gaps(m_facts, merged);
         }
     }
