@@ -175,6 +175,10 @@ class merger {
     std::vector<uint64_t> m_added;         // per accepted recording and channel: samples added
     std::map<std::pair<std::size_t, std::string>, uint32_t> m_origin_of;
     std::vector<std::pair<std::size_t, std::string>> m_origins;
+    // Channels written by this process, over every merge it carried out.
+    std::set<std::string> m_written_channels;
+    // What merges of other runs, finished first, wrote.
+    merge_outcome m_pending;
 };
 
 double merger::widest_reach() const {
@@ -562,7 +566,6 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
     m_added.clear();
     m_origin_of.clear();
     m_origins.clear();
-    std::set<std::string> written_channels;
     for (const auto &[where, recs] : reached) {
         const std::string &id = where.second;
         const channel_codes &codes = codes_of[id];
@@ -611,11 +614,11 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
         if (!merge_samples(m_facts, merged, context, incoming, &m_added)) continue;
         if (write_day(codes, d, merged)) {
             ++outcome.day_files_written;
-            written_channels.insert(id);
+            m_written_channels.insert(id);
             outcome.gaps += count_gaps(m_facts, merged);
         }
     }
-    outcome.channels = written_channels.size();
+    outcome.channels = m_written_channels.size();
 }
 
 void merger::finalize(const std::string &run, merge_outcome &outcome) {
@@ -665,11 +668,21 @@ void merger::finish_pending(const std::string &except) {
         if (run != except && fs::exists(e.path() / "plan")) runs.push_back(run);
     }
     std::sort(runs.begin(), runs.end());
-    for (const std::string &run : runs) merge(run);
+    for (const std::string &run : runs) {
+        const merge_outcome done = merge(run);
+        m_pending.day_files_written += done.day_files_written;
+        m_pending.gaps += done.gaps;
+        m_pending.conflicts += done.conflicts;
+    }
 }
 
 merge_outcome merger::merge(const std::string &run) {
     merge_outcome outcome;
+    // Temporary files of a conversion of this run that was killed: every
+    // conversion of the run has ended before its merge.
+    std::error_code ec;
+    for (const auto &e : fs::directory_iterator(staging_dir(m_top, run), ec))
+        if (e.path().filename().string().rfind(TEMP_MARKER, 0) == 0) fs::remove(e.path(), ec);
     const std::vector<staged_recording> recordings = staged_of(run);
     bool missing = false;
     const std::string plan = read_text(staging_dir(m_top, run) / "plan", &missing);
@@ -707,6 +720,12 @@ merge_outcome merger::merge(const std::string &run) {
     }
     execute(run, outcome);
     finalize(run, outcome);
+    // The archive also gained what the interrupted merges of other runs
+    // wrote when they were finished first.
+    outcome.day_files_written += m_pending.day_files_written;
+    outcome.gaps += m_pending.gaps;
+    outcome.conflicts += m_pending.conflicts;
+    m_pending = merge_outcome{};
     for (const auto &[path, message] : outcome.refused) std::cerr << message;
     return outcome;
 }
@@ -721,6 +740,8 @@ merge_outcome merge_run(const fs::path &top, const std::string &run, int record_
     m.check_index();
     m.remove_abandoned_runs(run);
     m.finish_pending(run);
+    // A run by hand whose interrupted merge was just finished is gone too.
+    m.remove_abandoned_runs(run);
     return m.merge(run);
 }
 
