@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -15,6 +16,7 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "atomic_file.h"
 #include "mseed_read.h"
@@ -156,7 +158,26 @@ class merger {
     // The samples of a day file within [from, to], decoding only the records
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
-    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples);
+    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+
+    // One day file to merge: what the archive holds, what comes in, the
+    // neighbouring days' samples near midnight, and the outcome.
+    struct day_job {
+        channel_codes codes;
+        int64_t day = 0;
+        sample_list merged;
+        sample_list incoming;
+        sample_list context;
+        std::vector<uint64_t> added;
+        bool written = false;
+        std::size_t gaps = 0;
+        std::string error;
+    };
+    day_job gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
+                   const std::vector<std::size_t> &recs);
+    // Reads the facts table only, so that the jobs of a day run at once.
+    void run_day_job(day_job &job) const;
+    void run_day_jobs(std::vector<day_job> &jobs) const;
     double widest_reach() const;
     // Whether a channel of a recording can conflict at all, judged from the
     // facts alone, so that most recordings are decided without decoding.
@@ -480,7 +501,7 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
-bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) {
+bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
@@ -543,82 +564,125 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     next.prev_absent = false;
     next.prev_spans.clear();
     write_day_entry(m_top, name, next);
-    m_days.forget(rel);
     return true;
 }
 
 void merger::execute(const std::string &run, merge_outcome &outcome) {
-    // Every channel and day that an accepted recording reaches, with the
-    // recordings that reach it.
-    // Day by day, so that the recordings of a day are decoded once for all
-    // its channels.
-    std::map<std::pair<int64_t, std::string>, std::vector<std::size_t>> reached;
+    // Every day and channel that an accepted recording reaches, with the
+    // recordings that reach it; day by day, so that the recordings of a day
+    // are decoded once for all its channels.
+    std::map<int64_t, std::map<std::string, std::vector<std::size_t>>> reached;
     std::map<std::string, channel_codes> codes_of;
     for (std::size_t r = 0; r < m_accepted.size(); ++r)
         for (const recording_channel &c : m_accepted[r].facts.channels) {
             codes_of[c.codes.id()] = c.codes;
             for (const recording_channel::span &s : c.spans)
                 for (int64_t d = day_of(s.first); d <= day_of(s.last); ++d) {
-                    std::vector<std::size_t> &list = reached[{d, c.codes.id()}];
+                    std::vector<std::size_t> &list = reached[d][c.codes.id()];
                     if (list.empty() || list.back() != r) list.push_back(r);
                 }
         }
     m_added.clear();
     m_origin_of.clear();
     m_origins.clear();
-    for (const auto &[where, recs] : reached) {
-        const std::string &id = where.second;
-        const channel_codes &codes = codes_of[id];
-        const int64_t d = where.first;
-        sample_list incoming;
-        std::size_t expected = 0;
-        for (std::size_t r : recs)
-            for (const recording_channel &c : m_accepted[r].facts.channels)
-                if (c.codes.id() == id) expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
-        incoming.reserve(expected);
-        for (std::size_t r : recs) {
-            const auto mine = staged_samples(run, m_accepted[r]);
-            auto it = mine->find(id);
-            if (it == mine->end()) continue;
-            auto key = std::make_pair(r, id);
-            auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
-            if (fresh) m_origins.push_back(key);
-            const int64_t from = day_start_us(d), to = day_start_us(d + 1);
-            auto lo = std::lower_bound(it->second.begin(), it->second.end(), sds_sample{from, 0.0, 0, 0},
-                                       [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; });
-            for (; lo != it->second.end() && lo->t < to; ++lo) {
-                sds_sample s = *lo;
-                s.origin = o->second;
-                incoming.push_back(s);
+    for (const auto &[d, channels] : reached) {
+        // Gathered one after another (the caches and the facts table are
+        // this thread's), then merged and written channel by channel on
+        // every core: a day file depends only on its own channel and day.
+        std::vector<day_job> jobs;
+        for (const auto &[id, recs] : channels) {
+            day_job job = gather(run, d, id, codes_of[id], recs);
+            if (!job.incoming.empty()) jobs.push_back(std::move(job));
+        }
+        run_day_jobs(jobs);
+        for (day_job &job : jobs) {
+            if (!job.error.empty()) throw std::runtime_error(job.error);
+            for (std::size_t o = 0; o < job.added.size(); ++o) {
+                if (m_added.size() <= o) m_added.resize(o + 1, 0);
+                m_added[o] += job.added[o];
             }
-        }
-        if (incoming.empty()) continue;
-        sort_samples(incoming);
-        drop_repeats(m_facts, incoming);
-
-        const auto current = day(codes, d);
-        if (!current->trouble.empty())
-            throw std::runtime_error("day file \"" + (m_top / day_file_path(codes, d)).string() +
-                                     "\" cannot be merged: " + current->trouble);
-        sample_list merged = current->samples;
-        // The neighbouring days' samples near midnight, so that a sample
-        // already filed on the other side is not filed again.
-        const auto reach = static_cast<int64_t>(widest_reach());
-        sample_list context;
-        if (incoming.front().t < day_start_us(d) + reach)
-            context = day_stretch(codes, d - 1, day_start_us(d) - reach, day_start_us(d));
-        if (incoming.back().t >= day_start_us(d + 1) - reach) {
-            const sample_list after = day_stretch(codes, d + 1, day_start_us(d + 1), day_start_us(d + 1) + reach);
-            context.insert(context.end(), after.begin(), after.end());
-        }
-        if (!merge_samples(m_facts, merged, context, incoming, &m_added)) continue;
-        if (write_day(codes, d, merged)) {
+            if (!job.written) continue;
+            m_days.forget(day_file_path(job.codes, d));
             ++outcome.day_files_written;
-            m_written_channels.insert(id);
-            outcome.gaps += count_gaps(m_facts, merged);
+            m_written_channels.insert(job.codes.id());
+            outcome.gaps += job.gaps;
         }
     }
     outcome.channels = m_written_channels.size();
+}
+
+merger::day_job merger::gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
+                               const std::vector<std::size_t> &recs) {
+    day_job job;
+    job.codes = codes;
+    job.day = d;
+    std::size_t expected = 0;
+    for (std::size_t r : recs)
+        for (const recording_channel &c : m_accepted[r].facts.channels)
+            if (c.codes.id() == id) expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
+    job.incoming.reserve(expected);
+    const int64_t from = day_start_us(d), to = day_start_us(d + 1);
+    for (std::size_t r : recs) {
+        const auto mine = staged_samples(run, m_accepted[r]);
+        auto it = mine->find(id);
+        if (it == mine->end()) continue;
+        auto key = std::make_pair(r, id);
+        auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
+        if (fresh) m_origins.push_back(key);
+        auto lo = std::lower_bound(it->second.begin(), it->second.end(), sds_sample{from, 0.0, 0, 0},
+                                   [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; });
+        for (; lo != it->second.end() && lo->t < to; ++lo) {
+            sds_sample s = *lo;
+            s.origin = o->second;
+            job.incoming.push_back(s);
+        }
+    }
+    if (job.incoming.empty()) return job;
+    sort_samples(job.incoming);
+
+    const auto current = day(codes, d);
+    if (!current->trouble.empty())
+        throw std::runtime_error("day file \"" + (m_top / day_file_path(codes, d)).string() +
+                                 "\" cannot be merged: " + current->trouble);
+    job.merged = current->samples;
+    // The neighbouring days' samples near midnight, so that a sample already
+    // filed on the other side is not filed again.
+    const auto reach = static_cast<int64_t>(widest_reach());
+    if (job.incoming.front().t < day_start_us(d) + reach)
+        job.context = day_stretch(codes, d - 1, day_start_us(d) - reach, day_start_us(d));
+    if (job.incoming.back().t >= day_start_us(d + 1) - reach) {
+        const sample_list after = day_stretch(codes, d + 1, day_start_us(d + 1), day_start_us(d + 1) + reach);
+        job.context.insert(job.context.end(), after.begin(), after.end());
+    }
+    return job;
+}
+
+void merger::run_day_job(day_job &job) const {
+    try {
+        drop_repeats(m_facts, job.incoming);
+        if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) return;
+        job.written = write_day(job.codes, job.day, job.merged);
+        if (job.written) job.gaps = count_gaps(m_facts, job.merged);
+    } catch (const std::exception &e) {
+        job.error = e.what();
+    }
+}
+
+void merger::run_day_jobs(std::vector<day_job> &jobs) const {
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const std::size_t workers = std::min<std::size_t>(cores, jobs.size());
+    if (workers <= 1) {
+        for (day_job &job : jobs) run_day_job(job);
+        return;
+    }
+    std::atomic<std::size_t> next{0};
+    auto work = [&] {
+        for (std::size_t k = next++; k < jobs.size(); k = next++) run_day_job(jobs[k]);
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t w = 1; w < workers; ++w) threads.emplace_back(work);
+    work();
+    for (std::thread &t : threads) t.join();
 }
 
 void merger::finalize(const std::string &run, merge_outcome &outcome) {
