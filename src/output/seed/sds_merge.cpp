@@ -191,6 +191,17 @@ class merger {
 
     // The plan of the run in hand: accepted recordings in order, refusals.
     std::vector<staged_recording> m_accepted;
+    // Per channel the stretches of the accepted recordings, by first sample
+    // time: (first, (last, index in m_accepted)).
+    struct channel_spans {
+        std::multimap<int64_t, std::pair<int64_t, std::size_t>> by_first;
+        int64_t longest = 0;
+    };
+    std::map<std::string, channel_spans> m_accepted_spans;
+    // The accepted recordings (indices, ascending) with a stretch of channel
+    // `id` that reaches [first, last].
+    std::vector<std::size_t> accepted_near(const std::string &id, int64_t first, int64_t last) const;
+    void note_accepted(const staged_recording &rec);
     std::vector<std::pair<staged_recording, std::string>> m_refused;
     std::vector<std::string> m_conflicted; // keys refused by a conflict
     std::vector<uint64_t> m_added;         // per accepted recording and channel: samples added
@@ -417,15 +428,41 @@ bool merger::could_conflict(const staged_recording &rec, const recording_channel
     for (int64_t d = day_of(first); d <= day_of(last); ++d)
         if (m_days.find(day_file_path(c.codes, d)) || fs::exists(m_top / day_file_path(c.codes, d))) return true;
     // The recordings accepted before it in this merge.
-    for (const staged_recording &other : m_accepted)
-        for (const recording_channel &oc : other.facts.channels)
-            if (oc.codes == c.codes && oc.last >= first && oc.first <= last) return true;
     (void)rec;
-    return false;
+    return !accepted_near(c.codes.id(), first, last).empty();
+}
+
+std::vector<std::size_t> merger::accepted_near(const std::string &id, int64_t first, int64_t last) const {
+    std::vector<std::size_t> near;
+    auto it = m_accepted_spans.find(id);
+    if (it == m_accepted_spans.end()) return near;
+    const channel_spans &spans = it->second;
+    // A channel's stretch [a, b] reaches [first, last] when a <= last and
+    // b >= first; no stretch is longer than `longest`, so a >= first - longest.
+    for (auto s = spans.by_first.lower_bound(first - spans.longest); s != spans.by_first.end() && s->first <= last;
+         ++s)
+        if (s->second.first >= first &&
+            (near.empty() || near.back() != s->second.second))
+            near.push_back(s->second.second);
+    std::sort(near.begin(), near.end());
+    near.erase(std::unique(near.begin(), near.end()), near.end());
+    return near;
+}
+
+void merger::note_accepted(const staged_recording &rec) {
+    const std::size_t index = m_accepted.size();
+    m_accepted.push_back(rec);
+    for (const recording_channel &c : rec.facts.channels) {
+        if (c.samples == 0) continue;
+        channel_spans &spans = m_accepted_spans[c.codes.id()];
+        spans.by_first.emplace(c.first, std::make_pair(c.last, index));
+        spans.longest = std::max(spans.longest, c.last - c.first);
+    }
 }
 
 void merger::decide(const std::string &run, const std::vector<staged_recording> &recordings) {
     m_accepted.clear();
+    m_accepted_spans.clear();
     m_refused.clear();
     m_conflicted.clear();
     for (const staged_recording &rec : recordings) {
@@ -462,12 +499,9 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
                 conflict = true;
                 break;
             }
-            for (const staged_recording &other : m_accepted) {
-                // Only a recording whose channel reaches this stretch can conflict.
-                bool near = false;
-                for (const recording_channel &oc : other.facts.channels)
-                    near = near || (oc.codes == c.codes && oc.last >= first && oc.first <= last);
-                if (!near) continue;
+            // Only a recording whose channel reaches this stretch can conflict.
+            for (std::size_t k : accepted_near(c.codes.id(), first, last)) {
+                const staged_recording &other = m_accepted[k];
                 const auto theirs = staged_samples(run, other);
                 auto o = theirs->find(c.codes.id());
                 if (o == theirs->end() || o->second.empty()) continue;
@@ -481,7 +515,7 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
             if (!message.empty()) break;
         }
         if (message.empty()) {
-            m_accepted.push_back(rec);
+            note_accepted(rec);
         } else {
             if (conflict) m_conflicted.push_back(rec.key);
             m_refused.emplace_back(rec, message);
