@@ -21,6 +21,7 @@
 #include "atomic_file.h"
 #include "mseed_read.h"
 #include "sds_stage.h"
+#include "sds_staged_file.h"
 
 namespace sds {
 
@@ -96,10 +97,20 @@ int64_t record_end(const seed_record &r) {
 
 // The stretch of the day file's index that holds a sample of record r at
 // time t, or -1 where none does.
+// A day file gives each sample the time its record's start and rate imply,
+// which may lie a little off the sample's own time that the index noted, and
+// a rate that Blockette 100 holds in single precision: a stretch holds the
+// sample when it lies within half an interval of it at nearly its rate.
+// (Stretches with other facts lie further apart, or their samples would
+// conflict.)
 std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t) {
     for (std::size_t k = 0; k < entry.spans.size(); ++k) {
         const day_span &s = entry.spans[k];
-        if (t >= s.first && t <= s.last && s.facts.rate == r.rate) return k;
+        const double half = 0.5e6 / s.facts.rate;
+        const bool near_rate = std::fabs(s.facts.rate - r.rate) <= 1e-6 * s.facts.rate;
+        if (near_rate && static_cast<double>(t) >= static_cast<double>(s.first) - half &&
+            static_cast<double>(t) <= static_cast<double>(s.last) + half)
+            return k;
     }
     return static_cast<std::size_t>(-1);
 }
@@ -159,6 +170,9 @@ class merger {
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
     bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    // The records of a day file: the runs of day_runs, each record starting
+    // at its first sample's own time, none reaching past midnight.
+    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
 
     // One day file to merge: what the archive holds, what comes in, the
     // neighbouring days' samples near midnight, and the outcome.
@@ -311,26 +325,26 @@ std::vector<staged_recording> merger::staged_of(const std::string &run) {
 std::shared_ptr<const channel_samples> merger::staged_samples(const std::string &run, const staged_recording &rec) {
     const std::string cache_key = run + "/" + rec.key;
     if (auto *found = m_staged.find(cache_key)) return *found;
-    const fs::path path = staging_dir(m_top, run) / (rec.key + ".mseed");
-    const std::string bytes = read_text(path);
-    std::map<std::string, uint32_t> facts_of;
-    for (const recording_channel &c : rec.facts.channels)
-        facts_of[c.codes.id()] = m_facts.id_of({c.rate, c.volts_per_count, c.gain});
+    const fs::path path = staging_dir(m_top, run) / (rec.key + ".samples");
+    staged_content staged;
+    std::string why;
+    if (!decode_staged(read_text(path), staged, why))
+        throw std::runtime_error("staged recording \"" + path.string() + "\" " + why);
     channel_samples samples;
-    for (const recording_channel &c : rec.facts.channels) samples[c.codes.id()].reserve(c.samples);
     std::size_t total = 0;
-    read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
-        channel_codes codes{r.network, r.station, r.location, r.channel};
-        auto f = facts_of.find(codes.id());
-        if (f == facts_of.end())
+    for (const staged_channel &values : staged.channels) {
+        const recording_channel *c = nullptr;
+        for (const recording_channel &f : rec.facts.channels)
+            if (f.codes.id() == values.id) c = &f;
+        if (c == nullptr)
             throw std::runtime_error("staged recording \"" + path.string() + "\" holds a channel its facts lack");
-        sample_list &list = samples[codes.id()];
-        for (std::size_t i = 0; i < r.samples.size(); ++i)
-            list.push_back({sample_time(r, i), r.samples[i], f->second, NO_ORIGIN});
-        total += r.samples.size();
-    });
-    for (auto &[id, list] : samples)
+        const uint32_t facts = m_facts.id_of({c->rate, c->volts_per_count, c->gain});
+        sample_list &list = samples[values.id];
+        list.resize(values.values.size());
+        for (std::size_t i = 0; i < list.size(); ++i) list[i] = {staged.times[i], values.values[i], facts, NO_ORIGIN};
         sort_samples(list);
+        total += list.size();
+    }
     return m_staged.put(cache_key, std::make_shared<const channel_samples>(std::move(samples)), total);
 }
 
@@ -535,30 +549,65 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
+std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
+    const mseed_encoding encoding = day_encoding(samples);
+    const int64_t day_end = day_start_us(d + 1);
+    std::vector<double> values;
+    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
+    std::vector<std::pair<std::size_t, std::size_t>> runs = day_runs(m_facts, samples);
+    for (;;) {
+        std::string bytes;
+        int sequence = 1;
+        // Where a record's rate puts a later sample past midnight (its own
+        // time before it: a time axis that wanders or drifts), a new record
+        // starts at that sample's own time instead.
+        std::size_t cross = samples.size();
+        for (const auto &[begin, end] : runs) {
+            const std::size_t n = end - begin;
+            values.resize(n);
+            for (std::size_t i = 0; i < n; ++i) {
+                values[i] = samples[begin + i].value;
+                if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
+            }
+            const double rate = m_facts[samples[begin].facts].rate;
+            const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate,
+                                      m_record_length};
+            std::size_t first = begin; // the first sample of the next record
+            const record_sink sink = [&](const char *b, std::size_t length) {
+                bytes.append(b, length);
+                // The sample count of a record: bytes 30 and 31 of its fixed header, big-endian.
+                const auto count = static_cast<std::size_t>((static_cast<unsigned char>(b[30]) << 8) |
+                                                            static_cast<unsigned char>(b[31]));
+                if (cross == samples.size() && count > 0) {
+                    const int64_t start = samples[first].t;
+                    for (std::size_t j = first + 1; j < first + count && j < end; ++j)
+                        if (start + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5) >= day_end) {
+                            cross = j;
+                            break;
+                        }
+                }
+                first += count;
+            };
+            const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
+            pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
+        }
+        if (cross == samples.size()) return bytes;
+        for (auto &run : runs)
+            if (run.first < cross && cross < run.second) {
+                const std::size_t end = run.second;
+                run.second = cross;
+                runs.insert(runs.begin() + (&run - runs.data()) + 1, {cross, end});
+                break;
+            }
+    }
+}
+
 bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
 
-    std::string bytes;
-    int sequence = 1;
-    const mseed_encoding encoding = day_encoding(samples);
-    std::vector<double> values;
-    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
-    const record_sink sink = [&bytes](const char *b, std::size_t n) { bytes.append(b, n); };
-    for (const auto &[begin, end] : day_runs(m_facts, samples)) {
-        const std::size_t n = end - begin;
-        values.resize(n);
-        for (std::size_t i = 0; i < n; ++i) {
-            values[i] = samples[begin + i].value;
-            if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
-        }
-        const double rate = m_facts[samples[begin].facts].rate;
-        const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate, m_record_length};
-        const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
-        pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
-    }
-
+    const std::string bytes = pack_day(codes, d, samples);
     bool missing = false;
     const std::string old = read_text(path, &missing);
     if (!missing && old == bytes) return false; // the same bytes: the file stays as it is
@@ -751,7 +800,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     std::error_code ec;
     auto remove_staged = [&](const staged_recording &rec) {
         fs::remove(dir / (rec.key + ".facts"), ec);
-        fs::remove(dir / (rec.key + ".mseed"), ec);
+        fs::remove(dir / (rec.key + ".samples"), ec);
     };
     for (const staged_recording &rec : m_accepted) remove_staged(rec);
     for (const auto &[rec, message] : m_refused) remove_staged(rec);
