@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "child_process.h"
+#include "fixture_registry.h"
 #include "sac_file.h"
 #include "sds_tree_check.h"
 #include "seed_record_reader.h"
@@ -97,12 +98,18 @@ struct suite_data {
 void add_recording(suite_data &s, const std::string &path, const std::string &bytes) {
     fixtures::write_file((s.rec / path).string(), bytes);
     // The reference: the recording converted on its own with --mseed, in a
-    // folder of its own.
+    // folder of its own, in records of 256 bytes. Every record states its
+    // first sample's own time and the rest follow at the rate; where a time
+    // axis runs a little off its nominal rate (the comment-headed readers
+    // add 1 / rate to a running time, which gains about 0.03 microseconds a
+    // sample at 18 Hz), short records keep every sample within a few
+    // microseconds of its own time.
     const fs::path folder = s.dir.path / "ref" / std::to_string(s.reference.size());
     fs::create_directories(folder);
     const std::string name = fs::path(path).filename().string();
     fs::copy_file(s.rec / path, folder / name);
-    const child_result r = run_child(folder, BRANTEL_BIN, {"--quiet", "--mseed", name});
+    const child_result r =
+        run_child(folder, BRANTEL_BIN, {"--quiet", "--mseed", "--record-length", "256", name});
     const fs::path out = folder / fs::path(name).replace_extension(".mseed");
     if (r.status != 0 || !fs::exists(out)) {
         s.error +=
@@ -192,8 +199,8 @@ std::unique_ptr<suite_data> make_suite() {
         add_recording(*s, path, fixtures::make_vx16_binary(half_hour("d", "2016-05-06", index)));
         s->concurrent.push_back(path);
     }
-    // Eight hours over midnight in one-hour files, for the kill points.
-    for (int hour = 20; hour < 28; ++hour) {
+    // Six hours over midnight in one-hour files, for the kill points.
+    for (int hour = 21; hour < 27; ++hour) {
         const int64_t start = MAY_4 + 6 * 86400 + hour * HOUR;
         const std::string path = "killed/arvola_201605" + std::to_string(10 + hour / 24) + "_" +
                                  two_digits(hour % 24) + "0000.vx24";
@@ -224,6 +231,16 @@ sds::channel_samples union_of(const std::vector<std::string> &paths) {
     return all;
 }
 
+// The day files that the union of some recordings makes, kept for the next
+// test that files the same recordings.
+const std::map<std::string, std::vector<sds::sample>> &expected_days(std::vector<std::string> recordings) {
+    static std::map<std::vector<std::string>, std::map<std::string, std::vector<sds::sample>>> known;
+    std::sort(recordings.begin(), recordings.end());
+    auto it = known.find(recordings);
+    if (it == known.end()) it = known.emplace(recordings, sds::split_into_days(union_of(recordings))).first;
+    return it->second;
+}
+
 std::string describe(const child_result &r) {
     return "status " + std::to_string(r.status) + "\nstdout:\n" + r.out + "stderr:\n" + r.err;
 }
@@ -249,14 +266,15 @@ sds::day_files expect_tree_holds(const fs::path &tree, const std::vector<std::st
     SCOPED_TRACE(what);
     const sds::day_files files = sds::read_tree(tree);
     sds::channels_of(files); // each sample once
-    sds::expect_same_day_files(files, sds::split_into_days(union_of(recordings)), what);
+    sds::expect_same_day_files(files, expected_days(recordings), what);
     EXPECT_EQ(sds::temporaries(tree), std::vector<std::string>{}) << what << ": temporary files left";
     return files;
 }
 
 // mseed2sac reads a miniSEED file: status 0 and, over its SAC files, as many
-// samples as the file holds, with its codes.
-void expect_mseed2sac_reads(const fs::path &file, size_t samples, const fs::path &scratch) {
+// samples as the file holds; the SAC files of a day file carry its codes.
+void expect_mseed2sac_reads(const fs::path &file, size_t samples, const fs::path &scratch,
+                            bool day_file = true) {
     fs::remove_all(scratch);
     fs::create_directories(scratch);
     const child_result r = run_child(scratch, "/usr/bin/env", {"mseed2sac", "-f", "3", file.string()});
@@ -266,7 +284,9 @@ void expect_mseed2sac_reads(const fs::path &file, size_t samples, const fs::path
     for (const auto &e : fs::directory_iterator(scratch)) {
         if (e.path().extension() != ".SAC") continue;
         const sac_file sac = read_sac(file_bytes(e.path()));
-        EXPECT_EQ(name.rfind(sac.network + "." + sac.station + ".", 0), 0u) << e.path() << " of " << file;
+        if (day_file) {
+            EXPECT_EQ(name.rfind(sac.network + "." + sac.station + ".", 0), 0u) << e.path() << " of " << file;
+        }
         total += static_cast<size_t>(sac.npts);
     }
     EXPECT_EQ(total, samples) << "samples that mseed2sac writes of " << file;
@@ -531,9 +551,10 @@ TEST_F(SdsArchive, RefusedOptionsWriteNothing) {
             EXPECT_EQ(r.status, 1) << describe(r);
             const std::vector<std::string> lines = lines_of(r.err);
             EXPECT_EQ(lines.size(), 1u) << describe(r);
-            if (!lines.empty())
+            if (!lines.empty()) {
                 EXPECT_TRUE(std::regex_search(lines[0], named))
                     << "the line names " << name << ": " << lines[0];
+            }
             EXPECT_EQ(r.out, "");
             EXPECT_FALSE(fs::exists(work.path / "archive")) << "the tree was created";
             EXPECT_EQ(listing(), before) << "something was written beside the recording";
@@ -607,7 +628,7 @@ TEST_F(SdsArchive, FlatSignalRecordsHoldAtMost32767Samples) {
         EXPECT_EQ(total, 3u * 4 * 3600 * 20);
         sds::expect_same_samples(sds::read_mseed(work.path / "flat.mseed"), suite().reference.at(flat),
                                  "--mseed --record-length 65536");
-        expect_mseed2sac_reads(work.path / "flat.mseed", total, work.path / "sac");
+        expect_mseed2sac_reads(work.path / "flat.mseed", total, work.path / "sac", false);
     }
 
     const fs::path tree = work.path / "sds";
@@ -658,6 +679,8 @@ TEST_F(SdsArchive, KilledRunFinishesWithTheSameCommand) {
     const auto duration = std::chrono::steady_clock::now() - t0;
     ASSERT_EQ(whole.status, 0) << describe(whole);
     expect_tree_holds(base, files, "uninterrupted");
+    std::printf("[ note     ] the uninterrupted run took %.0f ms\n",
+                std::chrono::duration<double, std::milli>(duration).count());
 
     auto has_day_file = [](const fs::path &tree) {
         std::error_code ec;
@@ -682,8 +705,8 @@ TEST_F(SdsArchive, KilledRunFinishesWithTheSameCommand) {
         int event;       // 1: staging has begun, 2: the first day file is there
     };
     const kill_point points[] = {
-        {"at once", 0.0, 0}, {"staging begun", -1, 1}, {"first day file", -1, 2}, {"at 30%", 0.3, 0},
-        {"at 50%", 0.5, 0},  {"at 70%", 0.7, 0},       {"at 85%", 0.85, 0},       {"at 95%", 0.95, 0},
+        {"at once", 0.0, 0}, {"staging begun", -1, 1}, {"first day file", -1, 2},
+        {"at 40%", 0.4, 0},  {"at 60%", 0.6, 0},       {"at 80%", 0.8, 0},
     };
     int landed = 0;
     for (const kill_point &k : points) {
@@ -711,7 +734,7 @@ TEST_F(SdsArchive, KilledRunFinishesWithTheSameCommand) {
         EXPECT_EQ(again.status, 0) << describe(again);
         expect_tree_holds(tree, files, "after the kill " + k.name + " and the same command again");
     }
-    EXPECT_GE(landed, 5) << "too few kills came while the run was going on";
+    EXPECT_GE(landed, 4) << "too few kills came while the run was going on";
 }
 
 // The archive driver's way: jobs of one RUN stage at the same time, one merge
@@ -777,4 +800,70 @@ TEST_F(SdsArchive, StagedJobsAndOneMerge) {
     EXPECT_EQ(std::stoul(m[1]), 0u) << out[0];
     sds::expect_unchanged(before, sds::snapshot(tree, false), "a second merge of a run");
     expect_tree_holds(tree, all, "after everything");
+}
+
+// Every record of a day file starts at its first sample's own time, as in
+// --mseed, and every sample lies in the day file of its own time's UTC day.
+// The recording is TM4 text whose times wander by up to a fifth of an
+// interval around the rate (one stretch for --mseed), over midnight; its
+// values name the line they come from, so each sample's own time is known.
+TEST_F(SdsArchive, RecordsStartAtTheirFirstSamplesOwnTime) {
+    fixtures::tm4_params p;
+    p.station = "bredmo";
+    p.start = static_cast<double>(MAY_4 + 23 * HOUR + 50 * 60);
+    const int lines = 20 * 60 * 20;
+    std::vector<int64_t> own(lines);
+    std::string text = fixtures::tm4_comment(p) + "\n";
+    for (int i = 0; i < lines; ++i) {
+        own[i] = (MAY_4 + 23 * HOUR + 50 * 60) * 1000000LL + i * 50000LL +
+                 std::llround(10000.0 * std::sin(i * 0.1));
+        char line[128];
+        std::snprintf(line, sizeof line, "%lld.%06lld %d %d %d\n", static_cast<long long>(own[i] / 1000000),
+                      static_cast<long long>(own[i] % 1000000), i, 100000 + i, 200000 + i);
+        text += line;
+    }
+    work.write("wander.tm4", text);
+
+    // Checks records read from one file: returns the farthest start, in us.
+    auto check = [&](const std::vector<sds::sample> &samples, const std::string &what, int64_t day) {
+        int64_t worst = 0;
+        size_t starts = 0, elsewhere = 0;
+        std::string first_elsewhere;
+        for (const sds::sample &s : samples) {
+            const auto line = static_cast<size_t>(std::llround(s.value)) % 100000;
+            if (line >= own.size()) {
+                ADD_FAILURE() << what << ": a value that no line holds: " << s.value;
+                return;
+            }
+            if (day >= 0 && sds::utc_day(own[line]) != day && elsewhere++ == 0)
+                first_elsewhere = "line " + std::to_string(line) + ", at " + sds::iso_time(own[line]) +
+                                  ", is in this file at " + sds::iso_time(s.t_us);
+            if (s.in_record != 0) continue;
+            ++starts;
+            worst = std::max<int64_t>(worst, std::llabs(s.t_us - own[line]));
+        }
+        EXPECT_LE(worst, 100) << what << ": of " << starts << " records, one starts " << worst
+                              << " us away from its first sample's own time";
+        EXPECT_EQ(elsewhere, 0u) << what << ": samples whose own time lies in another day; "
+                                 << first_elsewhere;
+    };
+
+    const child_result direct = run_child(work.path, BRANTEL_BIN, {"--quiet", "--mseed", "wander.tm4"});
+    ASSERT_EQ(direct.status, 0) << describe(direct);
+    for (const auto &[id, samples] : sds::read_mseed(work.path / "wander.mseed"))
+        check(samples, "--mseed " + id, -1);
+
+    const fs::path tree = work.path / "sds";
+    const child_result r =
+        run_child(work.path, BRANTEL_BIN, {"--quiet", "--sds", tree.string(), "wander.tm4"});
+    ASSERT_EQ(r.status, 0) << describe(r);
+    const sds::day_files days = sds::read_tree(tree);
+    EXPECT_EQ(days.size(), 6u);
+    size_t total = 0;
+    for (const auto &[path, f] : days) {
+        const int64_t day = fixtures::day_epoch(std::to_string(f.year) + "-01-01") / 86400 + f.doy - 1;
+        check(f.samples, path, day);
+        total += f.samples.size();
+    }
+    EXPECT_EQ(total, 3u * lines);
 }

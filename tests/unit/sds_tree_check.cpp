@@ -129,7 +129,7 @@ std::string day_file_path(const std::string &channel, int64_t day) {
     const size_t d1 = channel.find('.'), d2 = channel.find('.', d1 + 1), d3 = channel.find('.', d2 + 1);
     const std::string net = channel.substr(0, d1), sta = channel.substr(d1 + 1, d2 - d1 - 1),
                       chan = channel.substr(d3 + 1);
-    char doy_text[8];
+    char doy_text[16];
     std::snprintf(doy_text, sizeof doy_text, "%03d", doy);
     return std::to_string(year) + "/" + net + "/" + sta + "/" + chan + ".D/" + channel + ".D." +
            std::to_string(year) + "." + doy_text;
@@ -227,7 +227,8 @@ day_files read_tree(const fs::path &dir) {
                 if (std::find(f.rates.begin(), f.rates.end(), record_rate(r)) == f.rates.end())
                     f.rates.push_back(record_rate(r));
                 for (size_t i = 0; i < r.samples.size(); ++i)
-                    f.samples.push_back({sample_time(r, i), r.samples[i], record_rate(r)});
+                    f.samples.push_back(
+                        {sample_time(r, i), r.samples[i], record_rate(r), static_cast<int32_t>(i)});
             }
         }
         files.emplace(rel, std::move(f));
@@ -270,7 +271,7 @@ channel_samples read_mseed(const fs::path &file) {
     for (const seed::record &r : read_both(file)) {
         std::vector<sample> &v = channels[channel_id(r.network, r.station, r.location, r.channel)];
         for (size_t i = 0; i < r.samples.size(); ++i)
-            v.push_back({sample_time(r, i), r.samples[i], record_rate(r)});
+            v.push_back({sample_time(r, i), r.samples[i], record_rate(r), static_cast<int32_t>(i)});
     }
     for (auto &[id, v] : channels)
         sort_by_time(v);
@@ -303,9 +304,17 @@ std::vector<std::string> add_samples(channel_samples &into, const channel_sample
 
 std::map<std::string, std::vector<sample>> split_into_days(const channel_samples &channels) {
     std::map<std::string, std::vector<sample>> days;
-    for (const auto &[id, v] : channels)
-        for (const sample &s : v)
-            days[day_file_path(id, utc_day(s.t_us))].push_back(s);
+    for (const auto &[id, v] : channels) {
+        int64_t day = INT64_MIN;
+        std::vector<sample> *into = nullptr;
+        for (const sample &s : v) {
+            if (utc_day(s.t_us) != day) {
+                day = utc_day(s.t_us);
+                into = &days[day_file_path(id, day)];
+            }
+            into->push_back(s);
+        }
+    }
     return days;
 }
 
@@ -315,15 +324,41 @@ namespace {
 std::string first_difference(const std::vector<sample> &got, const std::vector<sample> &want,
                              int64_t tolerance_us) {
     const size_t n = std::min(got.size(), want.size());
+    const std::string counts =
+        " (" + std::to_string(got.size()) + " samples, expected " + std::to_string(want.size()) + ")";
+    // With as many samples on both sides, every time too far off is counted
+    // and the farthest named; otherwise the first difference says enough.
+    std::string first;
+    size_t late = 0;
+    int64_t worst = 0, worst_allowed = 0;
+    size_t worst_at = 0;
     for (size_t i = 0; i < n; ++i) {
         const sample &a = got[i], &b = want[i];
-        if (std::llabs(a.t_us - b.t_us) > tolerance_us || !(a.value == b.value)) {
-            std::string s = "sample " + std::to_string(i) + ": " + std::to_string(a.value) + " at " +
-                            iso_time(a.t_us) + ", expected " + std::to_string(b.value) + " at " +
-                            iso_time(b.t_us);
-            return s;
+        int64_t allowed = tolerance_us;
+        const size_t k = static_cast<size_t>(a.in_record);
+        if (k > 0 && k <= i && a.rate > 0) {
+            const int64_t where = want[i - k].t_us + std::llround(static_cast<double>(k) * 1e6 / a.rate);
+            allowed += std::llabs(where - b.t_us);
+        }
+        const int64_t off = std::llabs(a.t_us - b.t_us) - allowed;
+        if (off <= 0 && a.value == b.value) continue;
+        if (first.empty())
+            first = "sample " + std::to_string(i) + ": " + std::to_string(a.value) + " at " +
+                    iso_time(a.t_us) + " (sample " + std::to_string(k) + " of its record), expected " +
+                    std::to_string(b.value) + " at " + iso_time(b.t_us) + counts;
+        if (!(a.value == b.value) || got.size() != want.size()) return first;
+        ++late;
+        if (off > worst - worst_allowed) {
+            worst = std::llabs(a.t_us - b.t_us);
+            worst_allowed = allowed;
+            worst_at = i;
         }
     }
+    if (!first.empty())
+        return first + "; " + std::to_string(late) +
+               " samples off by more than allowed, the farthest sample " + std::to_string(worst_at) + " by " +
+               std::to_string(worst) + " us where " + std::to_string(worst_allowed) + " us are allowed (" +
+               iso_time(got[worst_at].t_us) + " against " + iso_time(want[worst_at].t_us) + ")";
     if (got.size() != want.size()) {
         std::string s = std::to_string(got.size()) + " samples, expected " + std::to_string(want.size());
         if (got.size() > n) s += "; the first extra one at " + iso_time(got[n].t_us);

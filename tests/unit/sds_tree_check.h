@@ -15,11 +15,14 @@
 
 namespace sds {
 
-// One sample: its time (Unix microseconds), value and the rate of its record.
+// One sample: its time (Unix microseconds), value, the rate of its record and
+// its place in that record (0: the record's first sample, whose time the
+// record states; the others' times follow from it and the rate).
 struct sample {
     int64_t t_us = 0;
     double value = 0;
     double rate = 0;
+    int32_t in_record = 0;
 };
 
 // Samples by channel NET.STA.LOC.CHAN, each channel sorted by time.
@@ -66,7 +69,12 @@ std::map<std::string, std::vector<sample>> split_into_days(const channel_samples
 std::string day_file_path(const std::string &channel, int64_t day);
 
 // Compares two sample sets: the same channels, the same number of samples,
-// bitwise the same values and times within `tolerance_us`. Reports the first
+// bitwise the same values, and times within `tolerance_us` of `want`'s, which
+// must be each sample's own time (a conversion with short records). A record
+// states only its first sample's time, so a later sample of a record may
+// also differ by as much as the record's rate puts it away from its own time:
+// sample i of a record that starts at its first sample's own time T0 lies at
+// T0 + i / rate, and that is where it is expected. Reports the first
 // difference of each channel. Returns true when they are the same.
 bool expect_same_samples(const channel_samples &got, const channel_samples &want, const std::string &what,
                          int64_t tolerance_us = 100);
