@@ -352,6 +352,22 @@ void expect_conflict_reported(const child_result &r, const std::string &path,
         << c->line << "\nthe overlap ends at " << sds::iso_time(std::llround(to * 1e6));
 }
 
+// The paths (as given) of the recordings that the tree's facts files name.
+std::vector<std::string> filed_recordings(const fs::path &tree) {
+    std::vector<std::string> paths;
+    std::error_code ec;
+    for (const auto &e : fs::directory_iterator(tree / ".brantel-archive" / "recordings", ec))
+        for (const std::string &line : lines_of(file_bytes(e.path())))
+            if (line.rfind("path\t", 0) == 0) paths.push_back(line.substr(5));
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+std::vector<std::string> sorted(std::vector<std::string> v) {
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
 class SdsArchive : public ::testing::Test {
   protected:
     temp_dir work;
@@ -389,6 +405,8 @@ TEST_F(SdsArchive, OneRunFilesEveryRecordingOnce) {
 
     for (const auto &[path, f] : days)
         expect_mseed2sac_reads(tree / path, f.samples.size(), work.path / "sac");
+    // One facts file per recording, the copy included.
+    EXPECT_EQ(filed_recordings(tree), sorted(files));
 }
 
 // A rerun of the same command changes no day file: neither bytes nor
@@ -447,6 +465,7 @@ TEST_F(SdsArchive, ConflictInOneRunFilesThePathFirstInByteOrder) {
     expect_conflict_reported(r, "conflict/a/rec.vx24", {"XX.RAA1..BDF", "XX.RAA2..BDF", "XX.RAA3..BDF"},
                              overlap, overlap + 60);
     expect_tree_holds(tree, {"conflict/B/rec.vx24"}, "the path first in byte order");
+    EXPECT_EQ(filed_recordings(tree), std::vector<std::string>{"conflict/B/rec.vx24"});
 }
 
 // A recording that conflicts with the tree is refused whole (its fourth
@@ -468,6 +487,8 @@ TEST_F(SdsArchive, ConflictWithTheTreeKeepsTheTree) {
     for (auto it = after.begin(); it != after.end();)
         it = before.count(it->first) ? std::next(it) : after.erase(it); // the new station's day files
     sds::expect_unchanged(before, after, "the tree's day files");
+    EXPECT_EQ(filed_recordings(tree),
+              (std::vector<std::string>{"conflict/a/rec.vx24", "vx24/test_20160504_120000.vx24"}));
 }
 
 // A 64-block half-hour whose first 20 s hold other values than the end of the
@@ -866,4 +887,41 @@ TEST_F(SdsArchive, RecordsStartAtTheirFirstSamplesOwnTime) {
         total += f.samples.size();
     }
     EXPECT_EQ(total, 3u * lines);
+}
+
+// A day file removed by hand, or cut short, since the archive wrote it: the
+// next run names it in one warning line and takes it as it is, and the same
+// recordings converted again fill it again; the run after that is quiet and
+// changes nothing.
+TEST_F(SdsArchive, DayFileRemovedOrCutShortIsNamedAndFilledAgain) {
+    const fs::path tree = work.path / "sds";
+    const std::vector<std::string> files = {"vx24/test_20160504_120000.vx24",
+                                            "vx24/test_20160504_121030.vx24"};
+    const child_result first = file_into(tree, files);
+    ASSERT_EQ(first.status, 0) << describe(first);
+    const std::string removed = "2016/XX/TEST2/BDF.D/XX.TEST2..BDF.D.2016.125";
+    const std::string cut = "2016/XX/TEST3/BDF.D/XX.TEST3..BDF.D.2016.125";
+    ASSERT_TRUE(fs::exists(tree / removed));
+    ASSERT_TRUE(fs::exists(tree / cut));
+    fs::remove(tree / removed);
+    const std::vector<seed::record> records = seed::read_records(file_bytes(tree / cut));
+    ASSERT_GT(records.size(), 1u);
+    fs::resize_file(tree / cut, static_cast<uintmax_t>(records[0].record_length));
+
+    const child_result again = file_into(tree, files);
+    EXPECT_EQ(again.status, 0) << describe(again);
+    for (const std::string &path : {removed, cut}) {
+        const std::string name = fs::path(path).filename().string();
+        size_t naming = 0;
+        for (const std::string &line : lines_of(again.err))
+            naming += line.find(name) != std::string::npos;
+        EXPECT_EQ(naming, 1u) << "lines naming " << name << ":\n" << again.err;
+    }
+    expect_tree_holds(tree, files, "filled again");
+
+    const auto before = sds::snapshot(tree, false);
+    const child_result quiet = file_into(tree, files);
+    EXPECT_EQ(quiet.status, 0) << describe(quiet);
+    EXPECT_EQ(quiet.err.find("day file"), std::string::npos) << describe(quiet);
+    sds::expect_unchanged(before, sds::snapshot(tree, false), "the run after");
 }
