@@ -28,6 +28,7 @@
 #include "station_option.h"
 #include "write_plot.h"
 #include "process_exit.h"
+#include "sds_run.h"
 
 namespace {
 
@@ -46,7 +47,10 @@ enum {
     OPT_TARGET_DIRECTORY = 266,
     OPT_MSEED = 267,
     OPT_NETWORK = 268,
-    OPT_RECORD_LENGTH = 269
+    OPT_RECORD_LENGTH = 269,
+    OPT_SDS = 270,
+    OPT_SDS_STAGE = 271,
+    OPT_SDS_MERGE = 272
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -88,6 +92,9 @@ const struct option long_opts[] = {
     {"mseed", no_argument, nullptr, OPT_MSEED},
     {"network", required_argument, nullptr, OPT_NETWORK},
     {"record-length", required_argument, nullptr, OPT_RECORD_LENGTH},
+    {"sds", required_argument, nullptr, OPT_SDS},
+    {"sds-stage", required_argument, nullptr, OPT_SDS_STAGE},
+    {"sds-merge", required_argument, nullptr, OPT_SDS_MERGE},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -181,6 +188,12 @@ void apply_option(int c, char* prog) {
         break;
     }
     case OPT_TARGET_DIRECTORY: target_directory = optarg; break;
+    case OPT_SDS:
+        sds_directory = optarg;
+        output_type = OT_MSEED; // an SDS archive holds miniSEED records
+        break;
+    case OPT_SDS_STAGE: sds_stage_run = optarg; break;
+    case OPT_SDS_MERGE: sds_merge_run = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;
@@ -267,10 +280,18 @@ int brantel_main(int argc, char** argv) {
     if (argc == 1) usage_and_exit(argv[0], 0);
 
     int c;
-    while ((c = getopt_long(argc, argv, short_opts, long_opts, nullptr)) != -1) {
+    int index = -1;
+    std::vector<given_option> given;
+    while ((c = getopt_long(argc, argv, short_opts, long_opts, &index)) != -1) {
         if (c >= 0 && c < 256 && std::isalpha(c)) c = std::tolower(c);
+        given.push_back({c, index >= 0 ? std::string("--") + long_opts[index].name
+                                       : std::string("-") + static_cast<char>(c)});
+        index = -1;
         apply_option(c, argv[0]);
     }
+    if (sds_directory != nullptr) refuse_options_beside_sds(given);
+    if ((sds_stage_run != nullptr || sds_merge_run != nullptr) && sds_directory == nullptr)
+        exit_with_line("Error: --sds-stage and --sds-merge go with --sds DIR\n");
 
     // The binary miniSEED layout carries absolute times; a time column in
     // minutes or of the day has no place in it.
@@ -286,6 +307,7 @@ int brantel_main(int argc, char** argv) {
                      _CRT_glob ? "enabled" : "disabled");
 
     if (identify) process_exit(identify_files(argc - optind, argv + optind));
+    if (sds_directory != nullptr) process_exit(sds_main(argc - optind, argv + optind));
     if (plot) check_plot_tool();
 
     std::vector<std::filesystem::path> names;

@@ -18,12 +18,11 @@
 #include "settings.h"
 #include "vxfil/huge_pages.h"
 #include "vxfil/sample_count_hint.h"
+#include "open_recording.h"
 #include "vxfil/vxdetect.h"
 #include "process_exit.h"
 
 namespace {
-
-std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }
 
 // The comment line of the writers: rate, gain and station of the first file,
 // then its start as date and time, cut to the buffer.
@@ -36,30 +35,6 @@ void build_comment(const VxFil::Vxfil_Base& rec, run_state& st) {
     std::tm tm{};
     if (gmtime_r(&start, &tm))
         std::strftime(st.comment + n, sizeof st.comment - n, "date: %F time: %T", &tm);
-}
-
-// The channel records must name distinct series that exist in the run and
-// in the file; otherwise samples would land outside a series.
-void check_channels(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
-    std::vector<bool> seen(data.size(), false);
-    for (const VxFil::vx_channel& ch : rec.m_channels) {
-        unsigned number = ch.m_channel;
-        if (number >= data.size() || number >= rec.m_data.size())
-            exit_with_line("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
-                   " is out of range (" + std::to_string(data.size()) + " channel series)\n");
-        if (seen[number])
-            exit_with_line("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
-        seen[number] = true;
-    }
-}
-
-void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
-    double f = rec.get_frequency();
-    if (!std::isfinite(f) || f <= 0.0) {
-        char rate[64];
-        std::snprintf(rate, sizeof rate, "%g", f);
-        exit_with_line("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
-    }
 }
 
 // Grows a series so that n more values fit, geometrically so that many
@@ -89,21 +64,6 @@ void reserve_planned(std::vector<double>& v, std::size_t n) {
         VxFil::reserve_huge(v, n);
     } catch (const std::exception&) {
         // Not enough memory for the guess: the series grow step by step.
-    }
-}
-
-// The recording reader for a path, with first-generation reading as the
-// options ask for it.
-std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
-    VxFil::legacy_options options;
-    options.m_enabled = legacy != 0;
-    options.m_station = legacy_station;
-    try {
-        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
-    } catch (const VxFil::missing_station &) {
-        exit_with_line("Error: " + quoted(path) +
-                       " names no station, neither in its comment nor by a station letter in its file name; "
-                       "give one with --station NAME\n");
     }
 }
 
@@ -148,7 +108,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
             if (!times.empty()) std::cerr << times[0] - (time_array.back() + 1.0 / st.freq) << "\n";
         }
         std::cerr << times.size() << " & " << time_array.size() << "\n";
-        check_channels(*rec, path);
+        check_channels(*rec, path, data.size());
 
         // The recording's own vectors are given up as soon as they are copied,
         // so that at no time two full copies of the samples are alive. A first

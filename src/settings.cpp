@@ -28,6 +28,9 @@ const char* target_directory;
 int identify;
 std::string mseed_network;
 long mseed_record_length;
+const char* sds_directory;
+const char* sds_stage_run;
+const char* sds_merge_run;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -57,6 +60,9 @@ void reset_settings() {
     // "XX" is the network code for test and unregistered data.
     mseed_network = "XX";
     mseed_record_length = 4096;
+    sds_directory = nullptr;
+    sds_stage_run = nullptr;
+    sds_merge_run = nullptr;
 }
 
 namespace {

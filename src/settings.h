@@ -67,6 +67,13 @@ extern int identify;
 extern std::string mseed_network;
 // Length of its records in bytes (--record-length), a power of two.
 extern long mseed_record_length;
+// --sds: the top of the SDS archive that the recordings are filed into;
+// null: no archive.
+extern const char* sds_directory;
+// --sds-stage RUN / --sds-merge RUN: only convert and stage the recordings
+// for RUN's merge, or only merge what RUN staged; null: both in one go.
+extern const char* sds_stage_run;
+extern const char* sds_merge_run;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

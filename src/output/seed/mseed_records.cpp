@@ -60,8 +60,9 @@ void copy_code(char (&field)[11], const std::string &code) {
 // What the record handler needs. The handler is called from C code, so it
 // reports trouble through `failed` instead of throwing.
 struct handler_state {
-    const double *times;
-    std::size_t n;
+    const std::function<int64_t(std::size_t)> *start_us; // first sample's time of a record
+    std::size_t first;      // index of the first sample of this msr_pack call
+    std::size_t n;          // samples of the whole segment
     std::size_t packed = 0; // samples in the records handed on so far
     const record_sink *sink;
     MSRecord *header = nullptr; // the header of the record in hand, reused
@@ -75,11 +76,11 @@ void handle_record(char *record, int length, void *data) {
     auto &st = *static_cast<handler_state *>(data);
     if (st.failed) return;
     if (msr_unpack(record, length, &st.header, 0, 0) != MS_NOERROR || st.header->samplecnt < 0 ||
-        st.packed >= st.n) {
+        st.first + st.packed >= st.n) {
         st.failed = true;
         return;
     }
-    const int64_t start = microseconds_of(st.times[st.packed]);
+    const int64_t start = (*st.start_us)(st.first + st.packed);
     if (st.header->starttime != start) {
         st.header->starttime = start;
         if (msr_pack_header(st.header, 1, 0) < 0) {
@@ -125,10 +126,18 @@ int64_t microseconds_of(double t) {
     return std::llround(t * 1e6);
 }
 
-void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
-                  int32_t *scratch, int &sequence, const record_sink &sink) {
-    if (n == 0) return;
-    route_library_messages();
+namespace {
+
+// Whether a record of this length and encoding could hold more than
+// MAX_RECORD_SAMPLES samples: a Steim-2 frame of 64 bytes carries at most
+// 15 words of seven 4-bit differences. Fixed-width encodings never come near.
+bool may_exceed_sample_limit(const mseed_stream &stream, mseed_encoding encoding) {
+    if (encoding != mseed_encoding::STEIM2) return false;
+    const std::size_t most = static_cast<std::size_t>(stream.record_length) / 64 * 15 * 7;
+    return most > MAX_RECORD_SAMPLES;
+}
+
+msr_ptr segment_header(const mseed_stream &stream, int sequence) {
     msr_ptr msr(msr_init(nullptr));
     if (!msr) refuse(stream, "out of memory");
     copy_code(msr->network, stream.network);
@@ -136,32 +145,93 @@ void pack_segment(const mseed_stream &stream, const double *values, const double
     copy_code(msr->location, stream.location);
     copy_code(msr->channel, stream.channel);
     msr->dataquality = 'D';
-    msr->starttime = microseconds_of(times[0]);
     msr->samprate = stream.rate;
     msr->reclen = stream.record_length;
     msr->byteorder = 1; // big-endian, as every reader expects
     msr->sequence_number = sequence;
     add_blockettes(msr.get(), stream.rate);
+    return msr;
+}
 
-    const mseed_encoding encoding = choose_encoding(values, n, scratch);
-    if (encoding == mseed_encoding::FLOAT64) {
-        msr->encoding = DE_FLOAT64;
-        msr->sampletype = 'd';
-        msr->datasamples = const_cast<double *>(values); // only read
-    } else {
-        msr->encoding = encoding == mseed_encoding::STEIM2 ? DE_STEIM2 : DE_INT32;
-        msr->sampletype = 'i';
-        msr->datasamples = scratch;
-    }
-    msr->numsamples = static_cast<int64_t>(n);
-
-    handler_state st{times, n, 0, &sink};
-    int64_t packed = 0;
-    const int records = msr_pack(msr.get(), handle_record, &st, &packed, 1, 0);
+void release_header(handler_state &st) {
     if (st.header) {
         st.header->record = nullptr; // the record buffer belongs to libmseed
         msr_free(&st.header);
     }
-    if (records < 0 || st.failed || packed != static_cast<int64_t>(n) || st.packed != n) refuse(stream, "");
+}
+
+// Packs samples[first .. first + count) with one call of msr_pack; returns
+// how many samples went into records. `flush` packs them all, the last
+// record partly filled; without it only full records are packed.
+std::size_t pack_call(MSRecord *msr, handler_state &st, void *samples, std::size_t first, std::size_t count,
+                      bool flush, const mseed_stream &stream) {
+    msr->starttime = (*st.start_us)(first);
+    msr->datasamples = samples;
+    msr->numsamples = static_cast<int64_t>(count);
+    st.first = first;
+    st.packed = 0;
+    int64_t packed = 0;
+    const int records = msr_pack(msr, handle_record, &st, &packed, flush ? 1 : 0, 0);
+    if (records < 0 || st.failed || packed < 0 || static_cast<std::size_t>(packed) != st.packed) {
+        release_header(st);
+        refuse(stream, "");
+    }
+    return st.packed;
+}
+
+} // namespace
+
+void pack_segment_as(const mseed_stream &stream, mseed_encoding encoding, const double *values,
+                     const int32_t *integers, const std::function<int64_t(std::size_t)> &start_us,
+                     std::size_t n, int &sequence, const record_sink &sink) {
+    if (n == 0) return;
+    route_library_messages();
+    msr_ptr msr = segment_header(stream, sequence);
+    const bool floats = encoding == mseed_encoding::FLOAT64;
+    msr->encoding = floats ? DE_FLOAT64 : encoding == mseed_encoding::STEIM2 ? DE_STEIM2 : DE_INT32;
+    msr->sampletype = floats ? 'd' : 'i';
+    const std::size_t width = floats ? sizeof(double) : sizeof(int32_t);
+    const char *all = floats ? reinterpret_cast<const char *>(values) : reinterpret_cast<const char *>(integers);
+
+    handler_state st{&start_us, 0, n, 0, &sink};
+    if (!may_exceed_sample_limit(stream, encoding)) {
+        // One call packs the whole segment; libmseed only reads the samples.
+        if (pack_call(msr.get(), st, const_cast<char *>(all), 0, n, true, stream) != n) {
+            release_header(st);
+            refuse(stream, "");
+        }
+    } else {
+        // Records of this length could hold more samples than a record may
+        // carry: libmseed is handed at most that many at a time. Without
+        // flushing it packs the records that fill up and shifts the rest
+        // within its buffer, so it works on a copy; a piece too short to fill
+        // a record is packed whole into one.
+        std::unique_ptr<char[]> piece(new char[MAX_RECORD_SAMPLES * width]);
+        std::size_t done = 0;
+        while (done < n) {
+            const std::size_t count = std::min(n - done, MAX_RECORD_SAMPLES);
+            std::memcpy(piece.get(), all + done * width, count * width);
+            std::size_t packed = pack_call(msr.get(), st, piece.get(), done, count, false, stream);
+            if (packed == 0) {
+                std::memcpy(piece.get(), all + done * width, count * width);
+                packed = pack_call(msr.get(), st, piece.get(), done, count, true, stream);
+            }
+            if (packed == 0) {
+                release_header(st);
+                refuse(stream, "");
+            }
+            done += packed;
+        }
+    }
+    msr->datasamples = nullptr;
+    release_header(st);
     sequence = msr->sequence_number;
+}
+
+void pack_segment(const mseed_stream &stream, const double *values, const double *times, std::size_t n,
+                  int32_t *scratch, int &sequence, const record_sink &sink) {
+    if (n == 0) return;
+    const mseed_encoding encoding = choose_encoding(values, n, scratch);
+    const std::function<int64_t(std::size_t)> start_us = [times](std::size_t i) { return microseconds_of(times[i]); };
+    pack_segment_as(stream, encoding, values, scratch, start_us, n, sequence, sink);
 }

@@ -52,6 +52,19 @@ inline bool writable_time(double t) {
     return t >= -2208988800.0 && t < 4133980800.0;
 }
 
+// A record holds at most this many samples: the header's count is 16 bits,
+// and some readers take it as signed.
+constexpr std::size_t MAX_RECORD_SAMPLES = 32767;
+
+// Packs values[0 .. n) in the given encoding. For STEIM2 and INT32
+// `integers` holds the values as integers (as choose_encoding leaves them);
+// for FLOAT64 it is not read. Each record starts at the time that
+// `start_us(i)` gives for its first sample i (Unix microseconds). Otherwise
+// as pack_segment.
+void pack_segment_as(const mseed_stream &stream, mseed_encoding encoding, const double *values,
+                     const int32_t *integers, const std::function<int64_t(std::size_t)> &start_us,
+                     std::size_t n, int &sequence, const record_sink &sink);
+
 // Packs values[0 .. n) in the encoding that choose_encoding picks, with
 // `scratch` (room for n values) as the integers' buffer. Each record starts
 // at the time that times[] gives for its first sample, never at a time

@@ -1,0 +1,53 @@
+// Opening a recording for conversion and the checks every conversion makes
+// of it before its samples are used.
+#include "open_recording.h"
+
+#include <cmath>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "process_exit.h"
+#include "settings.h"
+
+std::string quoted(const std::filesystem::path& p) { return "\"" + p.string() + "\""; }
+
+// The channel records must name distinct series that exist in the run and
+// in the file; otherwise samples would land outside a series.
+void check_channels(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path, std::size_t series) {
+    std::vector<bool> seen(series, false);
+    for (const VxFil::vx_channel& ch : rec.m_channels) {
+        unsigned number = ch.m_channel;
+        if (number >= series || number >= rec.m_data.size())
+            exit_with_line("Error: channel number " + std::to_string(number) + " in " + quoted(path) +
+                   " is out of range (" + std::to_string(series) + " channel series)\n");
+        if (seen[number])
+            exit_with_line("Error: channel number " + std::to_string(number) + " repeats in " + quoted(path) + "\n");
+        seen[number] = true;
+    }
+}
+
+void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path) {
+    double f = rec.get_frequency();
+    if (!std::isfinite(f) || f <= 0.0) {
+        char rate[64];
+        std::snprintf(rate, sizeof rate, "%g", f);
+        exit_with_line("Error: sample rate " + std::string(rate) + " of " + quoted(path) + " is not usable\n");
+    }
+}
+
+// The recording reader for a path, with first-generation reading as the
+// options ask for it.
+std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
+    VxFil::legacy_options options;
+    options.m_enabled = legacy != 0;
+    options.m_station = legacy_station;
+    try {
+        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
+    } catch (const VxFil::missing_station &) {
+        exit_with_line("Error: " + quoted(path) +
+                       " names no station, neither in its comment nor by a station letter in its file name; "
+                       "give one with --station NAME\n");
+    }
+}
+

@@ -1,0 +1,121 @@
+// Reading miniSEED 2 records with libmseed (see mseed_read.h).
+#include "mseed_read.h"
+
+#include <fcntl.h>
+#include <libmseed.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+
+namespace {
+
+struct parsed_record {
+    MSRecord *msr = nullptr;
+    ~parsed_record() {
+        if (msr) msr_free(&msr);
+    }
+};
+
+std::string code_text(const char *field, std::size_t size) {
+    std::size_t n = 0;
+    while (n < size && field[n] != '\0') ++n;
+    return std::string(field, n);
+}
+
+void silence_library() {
+    // The library's own complaints would be chatter on standard error; a
+    // failure becomes one line of ours.
+    static const bool quiet = (ms_loginit(
+                                   [](char *) {}, nullptr, [](char *) {}, nullptr),
+                               true);
+    (void)quiet;
+}
+
+} // namespace
+
+void read_seed_records(const char *bytes, std::size_t size, const std::string &what, bool decode,
+                       const std::function<void(const seed_record &)> &each) {
+    silence_library();
+    std::size_t offset = 0;
+    parsed_record parsed;
+    seed_record rec;
+    while (offset < size) {
+        const std::size_t left = size - offset;
+        const int32_t available = left > 0x7fffffff ? 0x7fffffff : static_cast<int32_t>(left);
+        const int status =
+            msr_parse(const_cast<char *>(bytes + offset), available, &parsed.msr, 0, decode ? 1 : 0, 0);
+        if (status != MS_NOERROR || parsed.msr == nullptr || parsed.msr->reclen <= 0 ||
+            static_cast<std::size_t>(parsed.msr->reclen) > left)
+            throw std::runtime_error("\"" + what + "\" is not a sequence of miniSEED records (at byte " +
+                                     std::to_string(offset) + ")");
+        const MSRecord *m = parsed.msr;
+        rec.network = code_text(m->network, sizeof m->network);
+        rec.station = code_text(m->station, sizeof m->station);
+        rec.location = code_text(m->location, sizeof m->location);
+        rec.channel = code_text(m->channel, sizeof m->channel);
+        rec.start_us = m->starttime;
+        rec.rate = msr_samprate(const_cast<MSRecord *>(m));
+        rec.count = m->samplecnt;
+        rec.record_length = m->reclen;
+        rec.encoding = m->encoding;
+        rec.quality = m->dataquality;
+        rec.samples.clear();
+        if (decode) {
+            if (m->numsamples != m->samplecnt || m->numsamples < 0)
+                throw std::runtime_error("\"" + what + "\" holds a record whose samples cannot be decoded");
+            const auto n = static_cast<std::size_t>(m->numsamples);
+            rec.samples.resize(n);
+            switch (m->sampletype) {
+            case 'i': {
+                const auto *v = static_cast<const int32_t *>(m->datasamples);
+                for (std::size_t i = 0; i < n; ++i) rec.samples[i] = v[i];
+                break;
+            }
+            case 'f': {
+                const auto *v = static_cast<const float *>(m->datasamples);
+                for (std::size_t i = 0; i < n; ++i) rec.samples[i] = v[i];
+                break;
+            }
+            case 'd': {
+                const auto *v = static_cast<const double *>(m->datasamples);
+                for (std::size_t i = 0; i < n; ++i) rec.samples[i] = v[i];
+                break;
+            }
+            default:
+                if (n != 0) throw std::runtime_error("\"" + what + "\" holds a record of text samples");
+            }
+        }
+        offset += static_cast<std::size_t>(m->reclen);
+        each(rec);
+    }
+}
+
+std::string read_whole_file(const std::string &path, bool *missing) {
+    if (missing) *missing = false;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno == ENOENT && missing) {
+            *missing = true;
+            return {};
+        }
+        throw std::runtime_error("can't read \"" + path + "\": " + std::strerror(errno));
+    }
+    std::string bytes;
+    char buffer[1 << 16];
+    for (;;) {
+        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            const int e = errno;
+            ::close(fd);
+            throw std::runtime_error("can't read \"" + path + "\": " + std::strerror(e));
+        }
+        if (n == 0) break;
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    return bytes;
+}

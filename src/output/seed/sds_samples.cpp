@@ -1,0 +1,197 @@
+// The merge rules of SDS archive channels (see sds_samples.h).
+#include "sds_samples.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+bool same_bits(double a, double b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+// Steim-2 stores differences of neighbours in at most 30 bits.
+constexpr int64_t STEIM2_MIN_DIFFERENCE = -(int64_t{1} << 29);
+constexpr int64_t STEIM2_MAX_DIFFERENCE = (int64_t{1} << 29) - 1;
+
+bool as_int32(double v, int32_t &out) {
+    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
+    out = static_cast<int32_t>(v);
+    return static_cast<double>(out) == v;
+}
+
+// The longest half interval of any facts of the table: no two samples
+// further apart than this can be too close.
+double widest_half_interval(const facts_table &facts) {
+    double widest = 0.0;
+    for (std::size_t i = 0; i < facts.size(); ++i)
+        widest = std::max(widest, 0.5e6 / facts[static_cast<uint32_t>(i)].rate);
+    return widest;
+}
+
+auto by_time = [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; };
+
+} // namespace
+
+bool same_facts(const sample_facts &a, const sample_facts &b) {
+    return same_bits(a.rate, b.rate) && same_bits(a.volts_per_count, b.volts_per_count) &&
+           same_bits(a.gain, b.gain);
+}
+
+uint32_t facts_table::id_of(const sample_facts &f) {
+    for (std::size_t i = 0; i < m_rows.size(); ++i)
+        if (same_facts(m_rows[i], f)) return static_cast<uint32_t>(i);
+    m_rows.push_back(f);
+    return static_cast<uint32_t>(m_rows.size() - 1);
+}
+
+double half_interval_us(const facts_table &facts, const sds_sample &a, const sds_sample &b) {
+    const double slower = std::min(facts[a.facts].rate, facts[b.facts].rate);
+    return 0.5e6 / slower;
+}
+
+bool too_close(const facts_table &facts, const sds_sample &a, const sds_sample &b) {
+    const double apart = std::fabs(static_cast<double>(a.t - b.t));
+    return apart < half_interval_us(facts, a, b);
+}
+
+bool same_sample(const facts_table &facts, const sds_sample &a, const sds_sample &b) {
+    return too_close(facts, a, b) && same_bits(a.value, b.value) &&
+           (a.facts == b.facts || same_facts(facts[a.facts], facts[b.facts]));
+}
+
+void sort_samples(sample_list &samples) {
+    std::stable_sort(samples.begin(), samples.end(), by_time);
+}
+
+std::optional<time_span> self_conflict(const facts_table &facts, const sample_list &sorted) {
+    std::optional<time_span> span;
+    for (std::size_t i = 1; i < sorted.size(); ++i) {
+        if (!too_close(facts, sorted[i - 1], sorted[i])) continue;
+        if (!span) span = time_span{sorted[i - 1].t, sorted[i].t};
+        span->last = sorted[i].t;
+    }
+    return span;
+}
+
+std::optional<time_span> find_conflict(const facts_table &facts, const sample_list &existing,
+                                       const sample_list &incoming) {
+    std::optional<time_span> span;
+    const auto reach = static_cast<int64_t>(std::ceil(widest_half_interval(facts)));
+    std::size_t from = 0;
+    for (const sds_sample &n : incoming) {
+        while (from < existing.size() && existing[from].t < n.t - reach) ++from;
+        for (std::size_t j = from; j < existing.size() && existing[j].t <= n.t + reach; ++j) {
+            const sds_sample &e = existing[j];
+            if (!too_close(facts, e, n) || same_sample(facts, e, n)) continue;
+            if (!span) span = time_span{n.t, n.t};
+            span->first = std::min(span->first, n.t);
+            span->last = std::max(span->last, n.t);
+        }
+    }
+    return span;
+}
+
+void drop_repeats(const facts_table &facts, sample_list &sorted) {
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        if (kept > 0 && same_sample(facts, sorted[kept - 1], sorted[i])) continue;
+        sorted[kept++] = sorted[i];
+    }
+    sorted.resize(kept);
+}
+
+bool merge_samples(const facts_table &facts, sample_list &existing, const sample_list &context,
+                   const sample_list &incoming, std::vector<uint64_t> *added_per_origin) {
+    const auto reach = static_cast<int64_t>(std::ceil(widest_half_interval(facts)));
+    // Same samples in a sorted list near t: the index of one, or npos.
+    auto find_same = [&](const sample_list &list, const sds_sample &n) -> std::size_t {
+        auto it = std::lower_bound(list.begin(), list.end(), sds_sample{n.t - reach, 0.0, 0, 0}, by_time);
+        for (; it != list.end() && it->t <= n.t + reach; ++it)
+            if (same_sample(facts, *it, n)) return static_cast<std::size_t>(it - list.begin());
+        return static_cast<std::size_t>(-1);
+    };
+    bool changed = false;
+    sample_list added;
+    for (const sds_sample &n : incoming) {
+        const std::size_t there = find_same(existing, n);
+        if (there != static_cast<std::size_t>(-1)) {
+            if (n.t < existing[there].t) {
+                existing[there].t = n.t;
+                changed = true;
+            }
+            continue;
+        }
+        // A sample already in the neighbouring day file stays there: a sample
+        // never moves from one day file into another.
+        if (find_same(context, n) != static_cast<std::size_t>(-1)) continue;
+        added.push_back(n);
+        if (added_per_origin) {
+            if (added_per_origin->size() <= n.origin) added_per_origin->resize(n.origin + 1, 0);
+            ++(*added_per_origin)[n.origin];
+        }
+    }
+    if (!added.empty()) {
+        changed = true;
+        const std::size_t old_size = existing.size();
+        existing.insert(existing.end(), added.begin(), added.end());
+        std::inplace_merge(existing.begin(), existing.begin() + static_cast<std::ptrdiff_t>(old_size),
+                           existing.end(), by_time);
+    } else if (changed) {
+        sort_samples(existing);
+    }
+    return changed;
+}
+
+int64_t day_of(int64_t t_us) {
+    constexpr int64_t DAY = 86400000000LL;
+    return t_us >= 0 ? t_us / DAY : -((-t_us + DAY - 1) / DAY);
+}
+
+mseed_encoding day_encoding(const sample_list &sorted) {
+    bool small_differences = true;
+    int32_t previous = 0;
+    for (std::size_t i = 0; i < sorted.size(); ++i) {
+        int32_t v;
+        if (!as_int32(sorted[i].value, v)) return mseed_encoding::FLOAT64;
+        if (i > 0) {
+            const int64_t d = int64_t{v} - int64_t{previous};
+            small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+        }
+        previous = v;
+    }
+    return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
+}
+
+std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &facts, const sample_list &sorted) {
+    std::vector<std::pair<std::size_t, std::size_t>> runs;
+    std::size_t begin = 0;
+    for (std::size_t i = 1; i <= sorted.size(); ++i) {
+        bool cut = i == sorted.size();
+        if (!cut) {
+            const sds_sample &a = sorted[i - 1], &b = sorted[i];
+            if (a.facts != b.facts && !same_facts(facts[a.facts], facts[b.facts])) {
+                cut = true;
+            } else {
+                const double step = 1e6 / facts[a.facts].rate;
+                const double deviation = std::fabs(static_cast<double>(b.t - a.t) - step);
+                cut = !(deviation <= 0.5 * step);
+            }
+        }
+        if (cut) {
+            if (i > begin) runs.emplace_back(begin, i);
+            begin = i;
+        }
+    }
+    return runs;
+}
+
+std::size_t count_gaps(const facts_table &facts, const sample_list &sorted) {
+    std::size_t gaps = 0;
+    for (std::size_t i = 1; i < sorted.size(); ++i) {
+        const double interval = 1e6 / std::min(facts[sorted[i - 1].facts].rate, facts[sorted[i].facts].rate);
+        if (static_cast<double>(sorted[i].t - sorted[i - 1].t) > 1.5 * interval) ++gaps;
+    }
+    return gaps;
+}
