@@ -81,8 +81,9 @@ mapfile -t good < <(recordings_of "$src")
 mapfile -t good2 < <(recordings_of "$src2")
 check "21 recordings in the first SOURCE" [ "${#good[@]}" -eq 21 ]
 
-# By hand: brantel --sds over the same files, one run per SOURCE.
-(cd "$work/run" && "$brantel" --quiet --sds "$work/ref" "${good[@]}" > "$work/ref.stdout" 2> "$work/ref.stderr")
+# By hand: brantel --sds over the same files, one run per SOURCE (the first
+# without --quiet, for its line on what the tree gained).
+(cd "$work/run" && "$brantel" --sds "$work/ref" "${good[@]}" > "$work/ref.stdout" 2> "$work/ref.stderr")
 check "by hand: the conflict ends with status 1" [ $? -eq 1 ]
 cp -a "$work/ref" "$work/ref2"
 (cd "$work/run" && "$brantel" --quiet --sds "$work/ref2" "${good2[@]}" > "$work/ref2.stdout" 2> "$work/ref2.stderr")
