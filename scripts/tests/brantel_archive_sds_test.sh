@@ -5,9 +5,10 @@
 # one recording whose samples conflict with another's, a damaged file and a
 # foreign one. The tree's day files must equal those of brantel --sds run by
 # hand over the same files; a rerun changes nothing; a run killed part way
-# and run again ends with the same day files and no temporary; a second
-# SOURCE merges into the tree; --restart loses nothing; refused options and a
-# second driver leave OUTPUT as it was.
+# and run again ends with the same day files and no temporary; jobs through
+# a stand-in for ssh give the same day files; a second SOURCE merges into the
+# tree; --restart loses nothing; refused options and a second driver leave
+# OUTPUT as it was.
 #
 #   brantel_archive_sds_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
 set -u
@@ -16,6 +17,7 @@ archive=$(readlink -f "$1")
 brantel=$(readlink -f "$2")
 fixture=$(readlink -f "$3")
 lock=$(readlink -f "$4")
+here=$(cd "$(dirname "$0")" && pwd)
 # Blanks and quotes in every path, as in the mirror mode's test.
 work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's sds.XXXXXX")
 trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
@@ -211,6 +213,17 @@ check "rerun after a kill ends with status 1" [ $? -eq 1 ]
 check "rerun after a kill summary" grep -qx 'brantel-archive: 20 converted, 2 failed, 1 skipped' "$work/killed.stdout"
 check "rerun after a kill: the same day files" same_day_files "$work/ref" "$out2"
 check "rerun after a kill leaves no temporary" no_temporary "$out2"
+
+# ---- jobs on another host: a stand-in for ssh ------------------------------------------------
+# As in the mirror mode's test: the remote side's job files go to a TMPDIR
+# without a quote in its path.
+ssh_tmp=$(mktemp -d)
+trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work" "$ssh_tmp"' EXIT
+TMPDIR=$ssh_tmp "$archive" --sds --jobs 2 --ssh "$(printf '%q' "$here/local_ssh")" --sshlogin 2/stand-in \
+    "$src" "$work/out3" -- --quiet > "$work/ssh.stdout" 2>&1
+check "ssh run ends with status 1" [ $? -eq 1 ]
+check "ssh run summary" grep -qx 'brantel-archive: 20 converted, 2 failed, 1 skipped' "$work/ssh.stdout"
+check "ssh run: the same day files" same_day_files "$work/ref" "$work/out3"
 
 # ---- a second SOURCE merges into the tree ---------------------------------------------------
 facts_before=$(ls "$out/.brantel-archive/recordings" | wc -l)
