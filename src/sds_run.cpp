@@ -3,6 +3,7 @@
 #include "sds_run.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -122,6 +123,11 @@ void refuse_options_beside_sds(const std::vector<given_option>& given) {
 int sds_main(int count, char** files) {
     if (sds_merge_run && count > 0) exit_with_line("Error: --sds-merge takes no recording\n");
     if (!sds_merge_run && count == 0) exit_with_line("Error: --sds needs at least one recording to file\n");
+    // The merge builds and drops series of millions of samples one after
+    // another: freed memory is kept for the next instead of being returned
+    // to the system and faulted in afresh.
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
     const fs::path top = sds_directory;
     const sds::tree_settings settings{mseed_record_length, global_scale};
     try {

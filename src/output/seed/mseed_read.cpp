@@ -2,6 +2,7 @@
 #include "mseed_read.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <libmseed.h>
 #include <unistd.h>
 
@@ -38,6 +39,13 @@ void silence_library() {
 
 void read_seed_records(const char *bytes, std::size_t size, const std::string &what, bool decode,
                        const std::function<void(const seed_record &)> &each) {
+    const std::function<bool(const seed_record &)> all = [decode](const seed_record &) { return decode; };
+    read_seed_records_if(bytes, size, what, all, each);
+}
+
+void read_seed_records_if(const char *bytes, std::size_t size, const std::string &what,
+                          const std::function<bool(const seed_record &)> &wanted,
+                          const std::function<void(const seed_record &)> &each) {
     silence_library();
     std::size_t offset = 0;
     parsed_record parsed;
@@ -45,12 +53,15 @@ void read_seed_records(const char *bytes, std::size_t size, const std::string &w
     while (offset < size) {
         const std::size_t left = size - offset;
         const int32_t available = left > 0x7fffffff ? 0x7fffffff : static_cast<int32_t>(left);
-        const int status =
-            msr_parse(const_cast<char *>(bytes + offset), available, &parsed.msr, 0, decode ? 1 : 0, 0);
-        if (status != MS_NOERROR || parsed.msr == nullptr || parsed.msr->reclen <= 0 ||
-            static_cast<std::size_t>(parsed.msr->reclen) > left)
-            throw std::runtime_error("\"" + what + "\" is not a sequence of miniSEED records (at byte " +
-                                     std::to_string(offset) + ")");
+        auto parse = [&](bool samples) {
+            const int status =
+                msr_parse(const_cast<char *>(bytes + offset), available, &parsed.msr, 0, samples ? 1 : 0, 0);
+            if (status != MS_NOERROR || parsed.msr == nullptr || parsed.msr->reclen <= 0 ||
+                static_cast<std::size_t>(parsed.msr->reclen) > left)
+                throw std::runtime_error("\"" + what + "\" is not a sequence of miniSEED records (at byte " +
+                                         std::to_string(offset) + ")");
+        };
+        parse(false);
         const MSRecord *m = parsed.msr;
         rec.network = code_text(m->network, sizeof m->network);
         rec.station = code_text(m->station, sizeof m->station);
@@ -63,7 +74,10 @@ void read_seed_records(const char *bytes, std::size_t size, const std::string &w
         rec.encoding = m->encoding;
         rec.quality = m->dataquality;
         rec.samples.clear();
+        const bool decode = wanted(rec);
         if (decode) {
+            parse(true);
+            m = parsed.msr;
             if (m->numsamples != m->samplecnt || m->numsamples < 0)
                 throw std::runtime_error("\"" + what + "\" holds a record whose samples cannot be decoded");
             const auto n = static_cast<std::size_t>(m->numsamples);
@@ -103,10 +117,15 @@ std::string read_whole_file(const std::string &path, bool *missing) {
         }
         throw std::runtime_error("can't read \"" + path + "\": " + std::strerror(errno));
     }
+    // Read at once into room for the whole file; a file that grows while it
+    // is read is read on to its end.
     std::string bytes;
-    char buffer[1 << 16];
+    struct stat sb {};
+    if (::fstat(fd, &sb) == 0 && sb.st_size > 0) bytes.resize(static_cast<std::size_t>(sb.st_size));
+    std::size_t have = 0;
     for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (have == bytes.size()) bytes.resize(bytes.size() + (1 << 16));
+        const ssize_t n = ::read(fd, bytes.data() + have, bytes.size() - have);
         if (n < 0) {
             if (errno == EINTR) continue;
             const int e = errno;
@@ -114,8 +133,9 @@ std::string read_whole_file(const std::string &path, bool *missing) {
             throw std::runtime_error("can't read \"" + path + "\": " + std::strerror(e));
         }
         if (n == 0) break;
-        bytes.append(buffer, static_cast<std::size_t>(n));
+        have += static_cast<std::size_t>(n);
     }
     ::close(fd);
+    bytes.resize(have);
     return bytes;
 }

@@ -27,6 +27,12 @@ struct seed_record {
 void read_seed_records(const char *bytes, std::size_t size, const std::string &what, bool decode,
                        const std::function<void(const seed_record &)> &each);
 
+// The same, decoding only the records for which `wanted` (given the record
+// without its samples) says yes; the others reach `each` without samples.
+void read_seed_records_if(const char *bytes, std::size_t size, const std::string &what,
+                          const std::function<bool(const seed_record &)> &wanted,
+                          const std::function<void(const seed_record &)> &each);
+
 // The whole content of a file; throws std::runtime_error naming it when it
 // cannot be read. A missing file gives `missing` set and no bytes.
 std::string read_whole_file(const std::string &path, bool *missing = nullptr);

@@ -173,6 +173,12 @@ bool read_day_entry(const fs::path &top, const std::string &day_file_name, day_e
     const std::string text = read_text(day_entry_path(top, day_file_name), &missing);
     entry = day_entry{};
     if (missing) return false;
+    parse_day_entry(text, entry);
+    return true;
+}
+
+void parse_day_entry(const std::string &text, day_entry &entry) {
+    entry = day_entry{};
     std::istringstream in(text);
     std::string line;
     while (std::getline(in, line)) {
@@ -195,7 +201,6 @@ bool read_day_entry(const fs::path &top, const std::string &day_file_name, day_e
             entry.prev_spans.push_back(s);
         }
     }
-    return true;
 }
 
 void write_day_entry(const fs::path &top, const std::string &day_file_name, const day_entry &entry) {

@@ -83,6 +83,8 @@ fs::path day_entry_path(const fs::path &top, const std::string &day_file_name);
 // False when there is no entry.
 bool read_day_entry(const fs::path &top, const std::string &day_file_name, day_entry &entry);
 void write_day_entry(const fs::path &top, const std::string &day_file_name, const day_entry &entry);
+// An entry from its text; lines it does not know are passed over.
+void parse_day_entry(const std::string &text, day_entry &entry);
 void remove_day_entry(const fs::path &top, const std::string &day_file_name);
 // Names of every entry.
 std::vector<std::string> day_entry_names(const fs::path &top);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -15,10 +16,12 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "atomic_file.h"
 #include "mseed_read.h"
 #include "sds_stage.h"
+#include "sds_staged_file.h"
 
 namespace sds {
 
@@ -81,9 +84,43 @@ struct day_content {
     std::string trouble; // empty when readable
 };
 
-// The time of sample i of a record.
+// The time of sample i of a record: its start and i intervals, rounded to
+// the microsecond (the offsets are never negative).
 int64_t sample_time(const seed_record &r, std::size_t i) {
-    return r.start_us + std::llround(static_cast<double>(i) * 1e6 / r.rate);
+    return r.start_us + static_cast<int64_t>(static_cast<double>(i) * 1e6 / r.rate + 0.5);
+}
+
+// The last sample time of a record, for deciding whether to decode it.
+int64_t record_end(const seed_record &r) {
+    return r.count > 0 ? sample_time(r, static_cast<std::size_t>(r.count - 1)) : r.start_us;
+}
+
+// The stretch of the day file's index that holds a sample of record r at
+// time t, or -1 where none does.
+// A day file gives each sample the time its record's start and rate imply,
+// which may lie a little off the sample's own time that the index noted, and
+// a rate that Blockette 100 holds in single precision: a stretch holds the
+// sample when it lies within half an interval of it at nearly its rate.
+// (Stretches with other facts lie further apart, or their samples would
+// conflict.)
+std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t) {
+    for (std::size_t k = 0; k < entry.spans.size(); ++k) {
+        const day_span &s = entry.spans[k];
+        const double half = 0.5e6 / s.facts.rate;
+        const bool near_rate = std::fabs(s.facts.rate - r.rate) <= 1e-6 * s.facts.rate;
+        if (near_rate && static_cast<double>(t) >= static_cast<double>(s.first) - half &&
+            static_cast<double>(t) <= static_cast<double>(s.last) + half)
+            return k;
+    }
+    return static_cast<std::size_t>(-1);
+}
+
+// The facts of that sample: the stretch's, or the record's rate with
+// unknown factors where the index has none (a day file changed by hand).
+sample_facts facts_at(const day_entry &entry, const seed_record &r, int64_t t) {
+    const std::size_t k = span_at(entry, r, t);
+    if (k != static_cast<std::size_t>(-1)) return entry.spans[k].facts;
+    return {r.rate, std::nan(""), std::nan("")};
 }
 
 struct staged_recording {
@@ -106,7 +143,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(12u << 20), m_staged(12u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(8u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -129,8 +166,36 @@ class merger {
     std::shared_ptr<const channel_samples> staged_samples(const std::string &run, const staged_recording &rec);
     std::shared_ptr<const day_content> day(const channel_codes &codes, int64_t day);
     sample_list tree_samples(const channel_codes &codes, int64_t first, int64_t last, std::string &trouble);
-    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples);
+    // The samples of a day file within [from, to], decoding only the records
+    // that reach into that stretch (the neighbouring day near midnight).
+    sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
+    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    // The records of a day file: the runs of day_runs, each record starting
+    // at its first sample's own time, none reaching past midnight.
+    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+
+    // One day file to merge: what the archive holds, what comes in, the
+    // neighbouring days' samples near midnight, and the outcome.
+    struct day_job {
+        channel_codes codes;
+        int64_t day = 0;
+        sample_list merged;
+        sample_list incoming;
+        sample_list context;
+        std::vector<uint64_t> added;
+        bool written = false;
+        std::size_t gaps = 0;
+        std::string error;
+    };
+    day_job gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
+                   const std::vector<std::size_t> &recs);
+    // Reads the facts table only, so that the jobs of a day run at once.
+    void run_day_job(day_job &job) const;
+    void run_day_jobs(std::vector<day_job> &jobs) const;
     double widest_reach() const;
+    // Whether a channel of a recording can conflict at all, judged from the
+    // facts alone, so that most recordings are decided without decoding.
+    bool could_conflict(const staged_recording &rec, const recording_channel &c);
 
     fs::path m_top;
     int m_record_length;
@@ -140,11 +205,26 @@ class merger {
 
     // The plan of the run in hand: accepted recordings in order, refusals.
     std::vector<staged_recording> m_accepted;
+    // Per channel the stretches of the accepted recordings, by first sample
+    // time: (first, (last, index in m_accepted)).
+    struct channel_spans {
+        std::multimap<int64_t, std::pair<int64_t, std::size_t>> by_first;
+        int64_t longest = 0;
+    };
+    std::map<std::string, channel_spans> m_accepted_spans;
+    // The accepted recordings (indices, ascending) with a stretch of channel
+    // `id` that reaches [first, last].
+    std::vector<std::size_t> accepted_near(const std::string &id, int64_t first, int64_t last) const;
+    void note_accepted(const staged_recording &rec);
     std::vector<std::pair<staged_recording, std::string>> m_refused;
     std::vector<std::string> m_conflicted; // keys refused by a conflict
     std::vector<uint64_t> m_added;         // per accepted recording and channel: samples added
     std::map<std::pair<std::size_t, std::string>, uint32_t> m_origin_of;
     std::vector<std::pair<std::size_t, std::string>> m_origins;
+    // Channels written by this process, over every merge it carried out.
+    std::set<std::string> m_written_channels;
+    // What merges of other runs, finished first, wrote.
+    merge_outcome m_pending;
 };
 
 double merger::widest_reach() const {
@@ -245,25 +325,26 @@ std::vector<staged_recording> merger::staged_of(const std::string &run) {
 std::shared_ptr<const channel_samples> merger::staged_samples(const std::string &run, const staged_recording &rec) {
     const std::string cache_key = run + "/" + rec.key;
     if (auto *found = m_staged.find(cache_key)) return *found;
-    const fs::path path = staging_dir(m_top, run) / (rec.key + ".mseed");
-    const std::string bytes = read_text(path);
-    std::map<std::string, uint32_t> facts_of;
-    for (const recording_channel &c : rec.facts.channels)
-        facts_of[c.codes.id()] = m_facts.id_of({c.rate, c.volts_per_count, c.gain});
+    const fs::path path = staging_dir(m_top, run) / (rec.key + ".samples");
+    staged_content staged;
+    std::string why;
+    if (!decode_staged(read_text(path), staged, why))
+        throw std::runtime_error("staged recording \"" + path.string() + "\" " + why);
     channel_samples samples;
     std::size_t total = 0;
-    read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
-        channel_codes codes{r.network, r.station, r.location, r.channel};
-        auto f = facts_of.find(codes.id());
-        if (f == facts_of.end())
+    for (const staged_channel &values : staged.channels) {
+        const recording_channel *c = nullptr;
+        for (const recording_channel &f : rec.facts.channels)
+            if (f.codes.id() == values.id) c = &f;
+        if (c == nullptr)
             throw std::runtime_error("staged recording \"" + path.string() + "\" holds a channel its facts lack");
-        sample_list &list = samples[codes.id()];
-        for (std::size_t i = 0; i < r.samples.size(); ++i)
-            list.push_back({sample_time(r, i), r.samples[i], f->second, NO_ORIGIN});
-        total += r.samples.size();
-    });
-    for (auto &[id, list] : samples)
+        const uint32_t facts = m_facts.id_of({c->rate, c->volts_per_count, c->gain});
+        sample_list &list = samples[values.id];
+        list.resize(values.values.size());
+        for (std::size_t i = 0; i < list.size(); ++i) list[i] = {staged.times[i], values.values[i], facts, NO_ORIGIN};
         sort_samples(list);
+        total += list.size();
+    }
     return m_staged.put(cache_key, std::make_shared<const channel_samples>(std::move(samples)), total);
 }
 
@@ -285,22 +366,20 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
         if (!indexed)
             std::cerr << "Warning: day file " << quoted_text(path.string())
                       << " was not written by the archive; it is taken as it is\n";
-        const double unknown = std::nan("");
         try {
             read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
                 if (channel_codes{r.network, r.station, r.location, r.channel} != codes)
                     throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." +
                                              r.station + "." + r.location + "." + r.channel);
                 if (!(r.rate > 0.0)) throw std::runtime_error("\"" + path.string() + "\" holds a record without rate");
+                uint32_t facts = NO_ORIGIN;
+                std::size_t span = static_cast<std::size_t>(-1);
                 for (std::size_t i = 0; i < r.samples.size(); ++i) {
                     const int64_t t = sample_time(r, i);
-                    sample_facts facts{r.rate, unknown, unknown};
-                    for (const day_span &s : entry.spans)
-                        if (t >= s.first && t <= s.last && s.facts.rate == r.rate) {
-                            facts = s.facts;
-                            break;
-                        }
-                    content.samples.push_back({t, r.samples[i], m_facts.id_of(facts), NO_ORIGIN});
+                    const std::size_t now = span_at(entry, r, t);
+                    if (facts == NO_ORIGIN || now != span) facts = m_facts.id_of(facts_at(entry, r, t));
+                    span = now;
+                    content.samples.push_back({t, r.samples[i], facts, NO_ORIGIN});
                 }
             });
             sort_samples(content.samples);
@@ -324,15 +403,89 @@ sample_list merger::tree_samples(const channel_codes &codes, int64_t first, int6
     return out;
 }
 
+sample_list merger::day_stretch(const channel_codes &codes, int64_t d, int64_t from, int64_t to) {
+    sample_list out;
+    if (auto *cached = m_days.find(day_file_path(codes, d))) {
+        for (const sds_sample &s : (*cached)->samples)
+            if (s.t >= from && s.t <= to) out.push_back(s);
+        return out;
+    }
+    const fs::path path = m_top / day_file_path(codes, d);
+    bool missing = false;
+    const std::string bytes = read_text(path, &missing);
+    if (missing) return out;
+    day_entry entry;
+    read_day_entry(m_top, day_file_name(codes, d), entry);
+    const auto wanted = [from, to](const seed_record &r) { return r.start_us <= to && record_end(r) >= from; };
+    read_seed_records_if(bytes.data(), bytes.size(), path.string(), wanted, [&](const seed_record &r) {
+        for (std::size_t i = 0; i < r.samples.size(); ++i) {
+            const int64_t t = sample_time(r, i);
+            if (t >= from && t <= to) out.push_back({t, r.samples[i], m_facts.id_of(facts_at(entry, r, t)), NO_ORIGIN});
+        }
+    });
+    sort_samples(out);
+    return out;
+}
+
+bool merger::could_conflict(const staged_recording &rec, const recording_channel &c) {
+    if (c.samples == 0 || !(c.rate > 0.0)) return false;
+    const double half = 0.5e6 / c.rate;
+    const auto reach = static_cast<int64_t>(std::ceil(std::max(half, widest_reach())));
+    const int64_t first = c.first - reach, last = c.last + reach;
+    // Its own stretches: within one the samples follow at the rate, so only
+    // stretches that come too close to each other can hold samples too close.
+    std::vector<recording_channel::span> spans = c.spans;
+    std::sort(spans.begin(), spans.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    for (std::size_t i = 1; i < spans.size(); ++i)
+        if (static_cast<double>(spans[i].first - spans[i - 1].last) < half) return true;
+    // The archive: only a day file that exists can hold samples.
+    for (int64_t d = day_of(first); d <= day_of(last); ++d)
+        if (m_days.find(day_file_path(c.codes, d)) || fs::exists(m_top / day_file_path(c.codes, d))) return true;
+    // The recordings accepted before it in this merge.
+    (void)rec;
+    return !accepted_near(c.codes.id(), first, last).empty();
+}
+
+std::vector<std::size_t> merger::accepted_near(const std::string &id, int64_t first, int64_t last) const {
+    std::vector<std::size_t> near;
+    auto it = m_accepted_spans.find(id);
+    if (it == m_accepted_spans.end()) return near;
+    const channel_spans &spans = it->second;
+    // A channel's stretch [a, b] reaches [first, last] when a <= last and
+    // b >= first; no stretch is longer than `longest`, so a >= first - longest.
+    for (auto s = spans.by_first.lower_bound(first - spans.longest); s != spans.by_first.end() && s->first <= last;
+         ++s)
+        if (s->second.first >= first &&
+            (near.empty() || near.back() != s->second.second))
+            near.push_back(s->second.second);
+    std::sort(near.begin(), near.end());
+    near.erase(std::unique(near.begin(), near.end()), near.end());
+    return near;
+}
+
+void merger::note_accepted(const staged_recording &rec) {
+    const std::size_t index = m_accepted.size();
+    m_accepted.push_back(rec);
+    for (const recording_channel &c : rec.facts.channels) {
+        if (c.samples == 0) continue;
+        channel_spans &spans = m_accepted_spans[c.codes.id()];
+        spans.by_first.emplace(c.first, std::make_pair(c.last, index));
+        spans.longest = std::max(spans.longest, c.last - c.first);
+    }
+}
+
 void merger::decide(const std::string &run, const std::vector<staged_recording> &recordings) {
     m_accepted.clear();
+    m_accepted_spans.clear();
     m_refused.clear();
     m_conflicted.clear();
     for (const staged_recording &rec : recordings) {
         std::string message;
         bool conflict = false;
-        const auto mine = staged_samples(run, rec);
+        std::shared_ptr<const channel_samples> mine;
         for (const recording_channel &c : rec.facts.channels) {
+            if (!could_conflict(rec, c)) continue;
+            if (!mine) mine = staged_samples(run, rec);
             auto it = mine->find(c.codes.id());
             if (it == mine->end() || it->second.empty()) continue;
             const sample_list &incoming = it->second;
@@ -360,7 +513,9 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
                 conflict = true;
                 break;
             }
-            for (const staged_recording &other : m_accepted) {
+            // Only a recording whose channel reaches this stretch can conflict.
+            for (std::size_t k : accepted_near(c.codes.id(), first, last)) {
+                const staged_recording &other = m_accepted[k];
                 const auto theirs = staged_samples(run, other);
                 auto o = theirs->find(c.codes.id());
                 if (o == theirs->end() || o->second.empty()) continue;
@@ -374,7 +529,7 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
             if (!message.empty()) break;
         }
         if (message.empty()) {
-            m_accepted.push_back(rec);
+            note_accepted(rec);
         } else {
             if (conflict) m_conflicted.push_back(rec.key);
             m_refused.emplace_back(rec, message);
@@ -394,30 +549,65 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
-bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) {
+std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
+    const mseed_encoding encoding = day_encoding(samples);
+    const int64_t day_end = day_start_us(d + 1);
+    std::vector<double> values;
+    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
+    std::vector<std::pair<std::size_t, std::size_t>> runs = day_runs(m_facts, samples);
+    for (;;) {
+        std::string bytes;
+        int sequence = 1;
+        // Where a record's rate puts a later sample past midnight (its own
+        // time before it: a time axis that wanders or drifts), a new record
+        // starts at that sample's own time instead.
+        std::size_t cross = samples.size();
+        for (const auto &[begin, end] : runs) {
+            const std::size_t n = end - begin;
+            values.resize(n);
+            for (std::size_t i = 0; i < n; ++i) {
+                values[i] = samples[begin + i].value;
+                if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
+            }
+            const double rate = m_facts[samples[begin].facts].rate;
+            const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate,
+                                      m_record_length};
+            std::size_t first = begin; // the first sample of the next record
+            const record_sink sink = [&](const char *b, std::size_t length) {
+                bytes.append(b, length);
+                // The sample count of a record: bytes 30 and 31 of its fixed header, big-endian.
+                const auto count = static_cast<std::size_t>((static_cast<unsigned char>(b[30]) << 8) |
+                                                            static_cast<unsigned char>(b[31]));
+                if (cross == samples.size() && count > 0) {
+                    const int64_t start = samples[first].t;
+                    for (std::size_t j = first + 1; j < first + count && j < end; ++j)
+                        if (start + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5) >= day_end) {
+                            cross = j;
+                            break;
+                        }
+                }
+                first += count;
+            };
+            const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
+            pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
+        }
+        if (cross == samples.size()) return bytes;
+        for (auto &run : runs)
+            if (run.first < cross && cross < run.second) {
+                const std::size_t end = run.second;
+                run.second = cross;
+                runs.insert(runs.begin() + (&run - runs.data()) + 1, {cross, end});
+                break;
+            }
+    }
+}
+
+bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
 
-    std::string bytes;
-    int sequence = 1;
-    const mseed_encoding encoding = day_encoding(samples);
-    std::vector<double> values;
-    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
-    const record_sink sink = [&bytes](const char *b, std::size_t n) { bytes.append(b, n); };
-    for (const auto &[begin, end] : day_runs(m_facts, samples)) {
-        const std::size_t n = end - begin;
-        values.resize(n);
-        for (std::size_t i = 0; i < n; ++i) {
-            values[i] = samples[begin + i].value;
-            if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
-        }
-        const double rate = m_facts[samples[begin].facts].rate;
-        const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate, m_record_length};
-        const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
-        pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
-    }
-
+    const std::string bytes = pack_day(codes, d, samples);
     bool missing = false;
     const std::string old = read_text(path, &missing);
     if (!missing && old == bytes) return false; // the same bytes: the file stays as it is
@@ -457,74 +647,125 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     next.prev_absent = false;
     next.prev_spans.clear();
     write_day_entry(m_top, name, next);
-    m_days.forget(rel);
     return true;
 }
 
 void merger::execute(const std::string &run, merge_outcome &outcome) {
-    // Every channel and day that an accepted recording reaches, with the
-    // recordings that reach it.
-    std::map<std::pair<std::string, int64_t>, std::vector<std::size_t>> reached;
+    // Every day and channel that an accepted recording reaches, with the
+    // recordings that reach it; day by day, so that the recordings of a day
+    // are decoded once for all its channels.
+    std::map<int64_t, std::map<std::string, std::vector<std::size_t>>> reached;
     std::map<std::string, channel_codes> codes_of;
     for (std::size_t r = 0; r < m_accepted.size(); ++r)
         for (const recording_channel &c : m_accepted[r].facts.channels) {
             codes_of[c.codes.id()] = c.codes;
             for (const recording_channel::span &s : c.spans)
                 for (int64_t d = day_of(s.first); d <= day_of(s.last); ++d) {
-                    std::vector<std::size_t> &list = reached[{c.codes.id(), d}];
+                    std::vector<std::size_t> &list = reached[d][c.codes.id()];
                     if (list.empty() || list.back() != r) list.push_back(r);
                 }
         }
     m_added.clear();
     m_origin_of.clear();
     m_origins.clear();
-    std::set<std::string> written_channels;
-    for (const auto &[where, recs] : reached) {
-        const channel_codes &codes = codes_of[where.first];
-        const int64_t d = where.second;
-        sample_list incoming;
-        for (std::size_t r : recs) {
-            const auto mine = staged_samples(run, m_accepted[r]);
-            auto it = mine->find(where.first);
-            if (it == mine->end()) continue;
-            auto key = std::make_pair(r, where.first);
-            auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
-            if (fresh) m_origins.push_back(key);
-            const int64_t from = day_start_us(d), to = day_start_us(d + 1);
-            auto lo = std::lower_bound(it->second.begin(), it->second.end(), sds_sample{from, 0.0, 0, 0},
-                                       [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; });
-            for (; lo != it->second.end() && lo->t < to; ++lo) {
-                sds_sample s = *lo;
-                s.origin = o->second;
-                incoming.push_back(s);
+    for (const auto &[d, channels] : reached) {
+        // Gathered one after another (the caches and the facts table are
+        // this thread's), then merged and written channel by channel on
+        // every core: a day file depends only on its own channel and day.
+        std::vector<day_job> jobs;
+        for (const auto &[id, recs] : channels) {
+            day_job job = gather(run, d, id, codes_of[id], recs);
+            if (!job.incoming.empty()) jobs.push_back(std::move(job));
+        }
+        run_day_jobs(jobs);
+        for (day_job &job : jobs) {
+            if (!job.error.empty()) throw std::runtime_error(job.error);
+            for (std::size_t o = 0; o < job.added.size(); ++o) {
+                if (m_added.size() <= o) m_added.resize(o + 1, 0);
+                m_added[o] += job.added[o];
             }
-        }
-        if (incoming.empty()) continue;
-        sort_samples(incoming);
-        drop_repeats(m_facts, incoming);
-
-        const auto current = day(codes, d);
-        if (!current->trouble.empty())
-            throw std::runtime_error("day file \"" + (m_top / day_file_path(codes, d)).string() +
-                                     "\" cannot be merged: " + current->trouble);
-        sample_list merged = current->samples;
-        // The neighbouring days' samples near midnight, so that a sample
-        // already filed on the other side is not filed again.
-        const auto reach = static_cast<int64_t>(widest_reach());
-        sample_list context;
-        for (int64_t side : {d - 1, d + 1}) {
-            const auto next = day(codes, side);
-            for (const sds_sample &s : next->samples)
-                if (s.t >= day_start_us(d) - reach && s.t < day_start_us(d + 1) + reach) context.push_back(s);
-        }
-        if (!merge_samples(m_facts, merged, context, incoming, &m_added)) continue;
-        if (write_day(codes, d, merged)) {
+            if (!job.written) continue;
+            m_days.forget(day_file_path(job.codes, d));
             ++outcome.day_files_written;
-            written_channels.insert(where.first);
-            outcome.gaps += count_gaps(m_facts, merged);
+            m_written_channels.insert(job.codes.id());
+            outcome.gaps += job.gaps;
         }
     }
-    outcome.channels = written_channels.size();
+    outcome.channels = m_written_channels.size();
+}
+
+merger::day_job merger::gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
+                               const std::vector<std::size_t> &recs) {
+    day_job job;
+    job.codes = codes;
+    job.day = d;
+    std::size_t expected = 0;
+    for (std::size_t r : recs)
+        for (const recording_channel &c : m_accepted[r].facts.channels)
+            if (c.codes.id() == id) expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
+    job.incoming.reserve(expected);
+    const int64_t from = day_start_us(d), to = day_start_us(d + 1);
+    for (std::size_t r : recs) {
+        const auto mine = staged_samples(run, m_accepted[r]);
+        auto it = mine->find(id);
+        if (it == mine->end()) continue;
+        auto key = std::make_pair(r, id);
+        auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
+        if (fresh) m_origins.push_back(key);
+        auto lo = std::lower_bound(it->second.begin(), it->second.end(), sds_sample{from, 0.0, 0, 0},
+                                   [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; });
+        for (; lo != it->second.end() && lo->t < to; ++lo) {
+            sds_sample s = *lo;
+            s.origin = o->second;
+            job.incoming.push_back(s);
+        }
+    }
+    if (job.incoming.empty()) return job;
+    sort_samples(job.incoming);
+
+    const auto current = day(codes, d);
+    if (!current->trouble.empty())
+        throw std::runtime_error("day file \"" + (m_top / day_file_path(codes, d)).string() +
+                                 "\" cannot be merged: " + current->trouble);
+    job.merged = current->samples;
+    // The neighbouring days' samples near midnight, so that a sample already
+    // filed on the other side is not filed again.
+    const auto reach = static_cast<int64_t>(widest_reach());
+    if (job.incoming.front().t < day_start_us(d) + reach)
+        job.context = day_stretch(codes, d - 1, day_start_us(d) - reach, day_start_us(d));
+    if (job.incoming.back().t >= day_start_us(d + 1) - reach) {
+        const sample_list after = day_stretch(codes, d + 1, day_start_us(d + 1), day_start_us(d + 1) + reach);
+        job.context.insert(job.context.end(), after.begin(), after.end());
+    }
+    return job;
+}
+
+void merger::run_day_job(day_job &job) const {
+    try {
+        drop_repeats(m_facts, job.incoming);
+        if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) return;
+        job.written = write_day(job.codes, job.day, job.merged);
+        if (job.written) job.gaps = count_gaps(m_facts, job.merged);
+    } catch (const std::exception &e) {
+        job.error = e.what();
+    }
+}
+
+void merger::run_day_jobs(std::vector<day_job> &jobs) const {
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    const std::size_t workers = std::min<std::size_t>(cores, jobs.size());
+    if (workers <= 1) {
+        for (day_job &job : jobs) run_day_job(job);
+        return;
+    }
+    std::atomic<std::size_t> next{0};
+    auto work = [&] {
+        for (std::size_t k = next++; k < jobs.size(); k = next++) run_day_job(jobs[k]);
+    };
+    std::vector<std::thread> threads;
+    for (std::size_t w = 1; w < workers; ++w) threads.emplace_back(work);
+    work();
+    for (std::thread &t : threads) t.join();
 }
 
 void merger::finalize(const std::string &run, merge_outcome &outcome) {
@@ -559,7 +800,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     std::error_code ec;
     auto remove_staged = [&](const staged_recording &rec) {
         fs::remove(dir / (rec.key + ".facts"), ec);
-        fs::remove(dir / (rec.key + ".mseed"), ec);
+        fs::remove(dir / (rec.key + ".samples"), ec);
     };
     for (const staged_recording &rec : m_accepted) remove_staged(rec);
     for (const auto &[rec, message] : m_refused) remove_staged(rec);
@@ -574,11 +815,21 @@ void merger::finish_pending(const std::string &except) {
         if (run != except && fs::exists(e.path() / "plan")) runs.push_back(run);
     }
     std::sort(runs.begin(), runs.end());
-    for (const std::string &run : runs) merge(run);
+    for (const std::string &run : runs) {
+        const merge_outcome done = merge(run);
+        m_pending.day_files_written += done.day_files_written;
+        m_pending.gaps += done.gaps;
+        m_pending.conflicts += done.conflicts;
+    }
 }
 
 merge_outcome merger::merge(const std::string &run) {
     merge_outcome outcome;
+    // Temporary files of a conversion of this run that was killed: every
+    // conversion of the run has ended before its merge.
+    std::error_code ec;
+    for (const auto &e : fs::directory_iterator(staging_dir(m_top, run), ec))
+        if (e.path().filename().string().rfind(TEMP_MARKER, 0) == 0) fs::remove(e.path(), ec);
     const std::vector<staged_recording> recordings = staged_of(run);
     bool missing = false;
     const std::string plan = read_text(staging_dir(m_top, run) / "plan", &missing);
@@ -616,6 +867,12 @@ merge_outcome merger::merge(const std::string &run) {
     }
     execute(run, outcome);
     finalize(run, outcome);
+    // The archive also gained what the interrupted merges of other runs
+    // wrote when they were finished first.
+    outcome.day_files_written += m_pending.day_files_written;
+    outcome.gaps += m_pending.gaps;
+    outcome.conflicts += m_pending.conflicts;
+    m_pending = merge_outcome{};
     for (const auto &[path, message] : outcome.refused) std::cerr << message;
     return outcome;
 }
@@ -630,6 +887,8 @@ merge_outcome merge_run(const fs::path &top, const std::string &run, int record_
     m.check_index();
     m.remove_abandoned_runs(run);
     m.finish_pending(run);
+    // A run by hand whose interrupted merge was just finished is gone too.
+    m.remove_abandoned_runs(run);
     return m.merge(run);
 }
 

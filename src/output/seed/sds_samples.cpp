@@ -43,12 +43,12 @@ uint32_t facts_table::id_of(const sample_facts &f) {
     for (std::size_t i = 0; i < m_rows.size(); ++i)
         if (same_facts(m_rows[i], f)) return static_cast<uint32_t>(i);
     m_rows.push_back(f);
+    m_half.push_back(0.5e6 / f.rate);
     return static_cast<uint32_t>(m_rows.size() - 1);
 }
 
 double half_interval_us(const facts_table &facts, const sds_sample &a, const sds_sample &b) {
-    const double slower = std::min(facts[a.facts].rate, facts[b.facts].rate);
-    return 0.5e6 / slower;
+    return std::max(facts.half_interval(a.facts), facts.half_interval(b.facts));
 }
 
 bool too_close(const facts_table &facts, const sds_sample &a, const sds_sample &b) {
@@ -62,6 +62,8 @@ bool same_sample(const facts_table &facts, const sds_sample &a, const sds_sample
 }
 
 void sort_samples(sample_list &samples) {
+    // Samples mostly arrive in order already; checking is far cheaper than sorting.
+    if (std::is_sorted(samples.begin(), samples.end(), by_time)) return;
     std::stable_sort(samples.begin(), samples.end(), by_time);
 }
 
@@ -112,8 +114,20 @@ bool merge_samples(const facts_table &facts, sample_list &existing, const sample
             if (same_sample(facts, *it, n)) return static_cast<std::size_t>(it - list.begin());
         return static_cast<std::size_t>(-1);
     };
+    if (existing.empty() && context.empty()) {
+        // Nothing to meet: every incoming sample is added.
+        if (incoming.empty()) return false;
+        existing = incoming;
+        if (added_per_origin)
+            for (const sds_sample &n : incoming) {
+                if (added_per_origin->size() <= n.origin) added_per_origin->resize(n.origin + 1, 0);
+                ++(*added_per_origin)[n.origin];
+            }
+        return true;
+    }
     bool changed = false;
     sample_list added;
+    added.reserve(incoming.size());
     for (const sds_sample &n : incoming) {
         const std::size_t there = find_same(existing, n);
         if (there != static_cast<std::size_t>(-1)) {
@@ -132,7 +146,10 @@ bool merge_samples(const facts_table &facts, sample_list &existing, const sample
             ++(*added_per_origin)[n.origin];
         }
     }
-    if (!added.empty()) {
+    if (!added.empty() && existing.empty()) {
+        changed = true;
+        existing = std::move(added);
+    } else if (!added.empty()) {
         changed = true;
         const std::size_t old_size = existing.size();
         existing.insert(existing.end(), added.begin(), added.end());

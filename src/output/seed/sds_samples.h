@@ -33,9 +33,12 @@ class facts_table {
     uint32_t id_of(const sample_facts &f);
     const sample_facts &operator[](uint32_t id) const { return m_rows[id]; }
     std::size_t size() const { return m_rows.size(); }
+    // Half an interval of a row's rate, in microseconds.
+    double half_interval(uint32_t id) const { return m_half[id]; }
 
   private:
     std::vector<sample_facts> m_rows;
+    std::vector<double> m_half;
 };
 
 struct sds_sample {
