@@ -198,7 +198,17 @@ wait "$locker"
 
 # ---- killed part way, then run again ------------------------------------------------------
 out2=$work/out2
-setsid "$archive" --sds --jobs 2 "$src" "$out2" -- --quiet > /dev/null 2>&1 &
+# Staging is quick: each job of the killed run lingers a little after its
+# brantel, so that the kill falls among the jobs on a quiet machine too.
+cat > "$work/bin dir/slow brantel" <<SLOW
+#!/bin/bash
+$(printf '%q' "$brantel") "\$@"
+status=\$?
+case " \$* " in *" --sds-stage "*) sleep 0.2 ;; esac
+exit \$status
+SLOW
+chmod +x "$work/bin dir/slow brantel"
+BRANTEL="$work/bin dir/slow brantel" setsid "$archive" --sds --jobs 2 "$src" "$out2" -- --quiet > /dev/null 2>&1 &
 driver=$!
 for _ in $(seq 1 1200); do
     [ "$(find "$out2/.brantel-archive/sources" -path '*/done/*' 2>/dev/null | wc -l)" -ge 4 ] && break
