@@ -562,7 +562,9 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
         // time before it: a time axis that wanders or drifts), a new record
         // starts at that sample's own time instead.
         std::size_t cross = samples.size();
-        for (const auto &[begin, end] : runs) {
+        for (const auto &run : runs) {
+            // Plain names: lambdas below capture them.
+            const std::size_t begin = run.first, end = run.second;
             const std::size_t n = end - begin;
             values.resize(n);
             for (std::size_t i = 0; i < n; ++i) {
