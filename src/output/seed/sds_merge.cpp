@@ -188,7 +188,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(8u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(6u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -228,6 +228,7 @@ class merger {
         sample_list incoming;
         sample_list context;
         std::vector<uint64_t> added;
+        std::size_t origins = 0; // recordings that bring samples
         bool written = false;
         std::size_t gaps = 0;
         std::string error;
@@ -237,6 +238,8 @@ class merger {
     // Reads the facts table only, so that the jobs of a day run at once.
     void run_day_job(day_job &job) const;
     void run_day_jobs(std::vector<day_job> &jobs) const;
+    // Counts what the jobs of a day wrote; ends with the first error.
+    void finish_day_jobs(std::vector<day_job> &jobs, int64_t d, merge_outcome &outcome);
     double widest_reach() const;
     // Whether a channel of a recording can conflict at all, judged from the
     // facts alone, so that most recordings are decided without decoding.
@@ -715,16 +718,37 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
     m_added.clear();
     m_origin_of.clear();
     m_origins.clear();
+    // The last day each accepted recording reaches: after it, its staged
+    // samples are not needed again.
+    std::map<std::size_t, int64_t> last_day;
+    for (const auto &[d, channels] : reached)
+        for (const auto &[id, recs] : channels)
+            for (std::size_t r : recs) last_day[r] = d;
+    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
     for (const auto &[d, channels] : reached) {
         // Gathered one after another (the caches and the facts table are
-        // this thread's), then merged and written channel by channel on
-        // every core: a day file depends only on its own channel and day.
-        std::vector<day_job> jobs;
-        for (const auto &[id, recs] : channels) {
-            day_job job = gather(run, d, id, codes_of[id], recs);
-            if (!job.incoming.empty()) jobs.push_back(std::move(job));
+        // this thread's), then merged and written on every core, as many
+        // day files at a time as there are cores: a day file depends only
+        // on its own channel and day.
+        std::vector<std::pair<std::string, const std::vector<std::size_t> *>> todo;
+        for (const auto &[id, recs] : channels) todo.emplace_back(id, &recs);
+        for (std::size_t at = 0; at < todo.size(); at += cores) {
+            std::vector<day_job> jobs;
+            for (std::size_t k = at; k < std::min(todo.size(), at + cores); ++k) {
+                day_job job = gather(run, d, todo[k].first, codes_of[todo[k].first], *todo[k].second);
+                if (!job.incoming.empty()) jobs.push_back(std::move(job));
+            }
+            run_day_jobs(jobs);
+            finish_day_jobs(jobs, d, outcome);
         }
-        run_day_jobs(jobs);
+        for (const auto &[r, last] : last_day)
+            if (last == d) m_staged.forget(run + "/" + m_accepted[r].key);
+    }
+    outcome.channels = m_written_channels.size();
+}
+
+void merger::finish_day_jobs(std::vector<day_job> &jobs, int64_t d, merge_outcome &outcome) {
+    {
         for (day_job &job : jobs) {
             if (!job.error.empty()) throw std::runtime_error(job.error);
             for (std::size_t o = 0; o < job.added.size(); ++o) {
@@ -738,7 +762,6 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
             outcome.gaps += job.gaps;
         }
     }
-    outcome.channels = m_written_channels.size();
 }
 
 merger::day_job merger::gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
@@ -746,6 +769,7 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
     day_job job;
     job.codes = codes;
     job.day = d;
+    job.origins = recs.size();
     std::size_t expected = 0;
     for (std::size_t r : recs)
         for (const recording_channel &c : m_accepted[r].facts.channels)
@@ -781,7 +805,8 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
 
 void merger::run_day_job(day_job &job) const {
     try {
-        drop_repeats(m_facts, job.incoming);
+        // One recording's own samples never repeat (it would conflict with itself).
+        if (job.origins > 1) drop_repeats(m_facts, job.incoming);
         if (job.merged.empty() && job.context.empty()) {
             // A new day file of these samples alone: they are taken over whole.
             for (const sds_sample &n : job.incoming) {
