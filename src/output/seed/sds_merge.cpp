@@ -214,10 +214,13 @@ class merger {
     // The samples of a day file within [from, to], decoding only the records
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
-    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    // Writes the day file of these samples unless it holds them already in
+    // the same bytes; `gaps` receives the gaps in them.
+    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples, std::size_t &gaps) const;
     // The records of a day file: the runs of day_runs, each record starting
     // at its first sample's own time, none reaching past midnight.
-    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples,
+                         const day_shape &shape) const;
 
     // One day file to merge: what the archive holds, what comes in, the
     // neighbouring days' samples near midnight, and the outcome.
@@ -592,12 +595,13 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
-std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
-    const mseed_encoding encoding = day_encoding(samples);
+std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples,
+                             const day_shape &shape) const {
+    const mseed_encoding encoding = shape.encoding;
     const int64_t day_end = day_start_us(d + 1);
     std::vector<double> values;
     std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
-    std::vector<std::pair<std::size_t, std::size_t>> runs = day_runs(m_facts, samples);
+    std::vector<std::pair<std::size_t, std::size_t>> runs = shape.runs;
     for (;;) {
         std::string bytes;
         int sequence = 1;
@@ -652,12 +656,14 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
     }
 }
 
-bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
+bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples, std::size_t &gaps) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
 
-    const std::string bytes = pack_day(codes, d, samples);
+    const day_shape shape = survey_day(m_facts, samples);
+    gaps = shape.gaps;
+    const std::string bytes = pack_day(codes, d, samples, shape);
     bool missing = false;
     const std::string old = read_text(path, &missing);
     if (!missing && old == bytes) return false; // the same bytes: the file stays as it is
@@ -667,13 +673,8 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     day_entry next;
     next.size = bytes.size();
     next.hash = fnv1a(bytes.data(), bytes.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const sample_facts &f = m_facts[samples[i].facts];
-        if (i > 0 && (samples[i - 1].facts == samples[i].facts || same_facts(m_facts[samples[i - 1].facts], f)))
-            next.spans.back().last = samples[i].t;
-        else
-            next.spans.push_back({samples[i].t, samples[i].t, f});
-    }
+    for (const auto &[begin, end] : shape.fact_runs)
+        next.spans.push_back({samples[begin].t, samples[end - 1].t, m_facts[samples[begin].facts]});
     next.has_prev = true;
     if (missing) {
         next.prev_absent = true;
@@ -809,16 +810,21 @@ void merger::run_day_job(day_job &job) const {
         if (job.origins > 1) drop_repeats(m_facts, job.incoming);
         if (job.merged.empty() && job.context.empty()) {
             // A new day file of these samples alone: they are taken over whole.
-            for (const sds_sample &n : job.incoming) {
-                if (job.added.size() <= n.origin) job.added.resize(n.origin + 1, 0);
-                ++job.added[n.origin];
+            if (job.origins == 1 && !job.incoming.empty()) {
+                const uint32_t o = job.incoming.front().origin;
+                job.added.resize(o + 1, 0);
+                job.added[o] += job.incoming.size();
+            } else {
+                for (const sds_sample &n : job.incoming) {
+                    if (job.added.size() <= n.origin) job.added.resize(n.origin + 1, 0);
+                    ++job.added[n.origin];
+                }
             }
             job.merged.swap(job.incoming);
         } else if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) {
             return;
         }
-        job.written = write_day(job.codes, job.day, job.merged);
-        if (job.written) job.gaps = count_gaps(m_facts, job.merged);
+        job.written = write_day(job.codes, job.day, job.merged, job.gaps);
     } catch (const std::exception &e) {
         job.error = e.what();
     }

@@ -111,3 +111,14 @@ std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &fac
 
 // Gaps in a sorted list: neighbours further apart than 1.5 intervals.
 std::size_t count_gaps(const facts_table &facts, const sample_list &sorted);
+
+// All that a day file needs of its sorted samples, in one pass: the
+// encoding (day_encoding), the runs of records (day_runs), the gaps
+// (count_gaps) and the stretches of samples that share their facts.
+struct day_shape {
+    mseed_encoding encoding = mseed_encoding::STEIM2;
+    std::vector<std::pair<std::size_t, std::size_t>> runs;
+    std::size_t gaps = 0;
+    std::vector<std::pair<std::size_t, std::size_t>> fact_runs;
+};
+day_shape survey_day(const facts_table &facts, const sample_list &sorted);
