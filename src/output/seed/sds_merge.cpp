@@ -320,7 +320,7 @@ void merger::check_index() {
         }
         if (static_cast<uint64_t>(sb.st_size) == entry.size && mtime_ns_of(sb) == entry.mtime_ns) continue;
         const std::string bytes = read_text(path);
-        const uint64_t hash = fnv1a(bytes.data(), bytes.size());
+        const uint64_t hash = content_hash(bytes.data(), bytes.size());
         if (bytes.size() == entry.size && hash == entry.hash) {
             // The rename went through; its time was not noted yet.
         } else if (entry.has_prev && !entry.prev_absent && bytes.size() == entry.prev_size &&
@@ -672,7 +672,7 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     const bool indexed = read_day_entry(m_top, name, entry);
     day_entry next;
     next.size = bytes.size();
-    next.hash = fnv1a(bytes.data(), bytes.size());
+    next.hash = content_hash(bytes.data(), bytes.size());
     for (const auto &[begin, end] : shape.fact_runs)
         next.spans.push_back({samples[begin].t, samples[end - 1].t, m_facts[samples[begin].facts]});
     next.has_prev = true;
@@ -680,7 +680,7 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
         next.prev_absent = true;
     } else {
         next.prev_size = old.size();
-        next.prev_hash = fnv1a(old.data(), old.size());
+        next.prev_hash = content_hash(old.data(), old.size());
         if (indexed) next.prev_spans = entry.spans;
     }
     write_day_entry(m_top, name, next);

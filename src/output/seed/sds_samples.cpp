@@ -98,7 +98,9 @@ std::optional<time_span> find_conflict(const facts_table &facts, const sample_li
 void drop_repeats(const facts_table &facts, sample_list &sorted) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < sorted.size(); ++i) {
-        if (kept > 0 && same_sample(facts, sorted[kept - 1], sorted[i])) continue;
+        // A recording's own samples never repeat (it would conflict with itself).
+        if (kept > 0 && sorted[kept - 1].origin != sorted[i].origin && same_sample(facts, sorted[kept - 1], sorted[i]))
+            continue;
         sorted[kept++] = sorted[i];
     }
     sorted.resize(kept);
