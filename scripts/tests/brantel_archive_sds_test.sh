@@ -26,18 +26,7 @@ cp "$archive" "$brantel" "$lock" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 lock="$work/bin dir/$(basename "$lock")"
 
-passed=0
-failed=0
-check() { # check DESCRIPTION COMMAND...
-    local what=$1
-    shift
-    if "$@"; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAILED: $what" >&2
-    fi
-}
+. "$here/check_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 # Station ensholm (vx24 station byte 4, letter e, name ensholm), 20 Hz. The

@@ -25,18 +25,7 @@ mkdir -p "$work/bin dir"
 cp "$archive" "$brantel" "$lock" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 
-passed=0
-failed=0
-check() { # check DESCRIPTION COMMAND...
-    local what=$1
-    shift
-    if "$@"; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAILED: $what" >&2
-    fi
-}
+. "$here/check_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 for day in 01 02 03 04 05 06 07 08 09 10 11 12 13; do

@@ -10,18 +10,7 @@ lock=$(readlink -f "$1")
 work=$(mktemp -d "${TMPDIR:-/tmp}/brantel lock's.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 
-passed=0
-failed=0
-check() { # check DESCRIPTION COMMAND...
-    local what=$1
-    shift
-    if "$@"; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAILED: $what" >&2
-    fi
-}
+. "$(cd "$(dirname "$0")" && pwd)/check_support.sh"
 status_of() { # status_of EXPECTED COMMAND...
     local expected=$1
     shift

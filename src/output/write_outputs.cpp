@@ -82,13 +82,6 @@ void print_debug_window(long start_i, long size) {
     if (debug) std::cerr << time_array[start_i] << " - " << time_array[start_i + size - 1] << "\n";
 }
 
-// A number for a message: "%.15g", so that a time keeps its fraction and an
-// absurd value stays short.
-std::string number_text(double v) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.15g", v);
-    return text;
-}
 
 // What a layout needs to plan the files of one window.
 struct window_request {
@@ -213,19 +206,14 @@ std::vector<write_job> with_plot(std::vector<write_job> jobs, const window_reque
 // outside the years its header carries.
 void refuse_unwritable(const mseed_file &file, const fs::path &first) {
     const std::string name = "\"" + first.string() + "\"";
-    if (!writable_rate(file.rate))
-        exit_with_line("Error: sample rate " + number_text(file.rate) + " of " + name +
-                       " cannot be written in miniSEED (1e-09 to 1e+09)\n");
+    if (!writable_rate(file.rate)) exit_with_line(unwritable_rate_line(file.rate, name));
     for (const std::string &code : file.stations)
         if (code.size() > MAX_STATION_CODE)
-            exit_with_line("Error: " + name + " has " + std::to_string(file.stations.size()) +
-                           " channels; station code \"" + code +
-                           "\" is longer than the 5 characters miniSEED allows\n");
+            exit_with_line(long_station_code_line(code, file.stations.size(), name));
     for (const sample_range &seg : file.segments)
         for (long i = seg.begin; i < seg.end; ++i)
             if (!writable_time(time_array[static_cast<size_t>(i)]))
-                exit_with_line("Error: time " + number_text(time_array[static_cast<size_t>(i)]) + " of " +
-                               name + " is outside the years 1900 to 2100 that miniSEED holds\n");
+                exit_with_line(unwritable_time_line(time_array[static_cast<size_t>(i)], name));
 }
 
 // The binary miniSEED layout: one file per window with every channel. The

@@ -5,23 +5,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
 
 namespace {
 
-// Steim-2 stores differences of neighbours in at most 30 bits.
-constexpr int64_t STEIM2_MIN_DIFFERENCE = -(int64_t{1} << 29);
-constexpr int64_t STEIM2_MAX_DIFFERENCE = (int64_t{1} << 29) - 1;
-
-// The value as a 32-bit integer, when it is one. The range test comes first,
-// so that the conversion is always defined.
-bool as_int32(double v, int32_t &out) {
-    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
-    out = static_cast<int32_t>(v);
-    return static_cast<double>(out) == v;
-}
 
 // libmseed reports through its log functions; the messages are collected so
 // that a failure becomes one line of our own rather than library chatter.
@@ -116,10 +106,42 @@ mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *int
         if (!as_int32(values[i], integers[i])) return mseed_encoding::FLOAT64;
         if (i > 0) {
             const int64_t d = int64_t{integers[i]} - int64_t{integers[i - 1]};
-            small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+            small_differences = small_differences && steim2_difference(d);
         }
     }
     return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
+}
+
+bool as_int32(double v, int32_t &out) {
+    // The range test comes first, so that the conversion is always defined.
+    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
+    out = static_cast<int32_t>(v);
+    return static_cast<double>(out) == v;
+}
+
+namespace {
+
+// A number for a message: "%.15g", so that a time keeps its fraction and an
+// absurd value stays short.
+std::string number_text(double v) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", v);
+    return text;
+}
+
+} // namespace
+
+std::string unwritable_rate_line(double rate, const std::string &name) {
+    return "Error: sample rate " + number_text(rate) + " of " + name + " cannot be written in miniSEED (1e-09 to 1e+09)\n";
+}
+
+std::string unwritable_time_line(double t, const std::string &name) {
+    return "Error: time " + number_text(t) + " of " + name + " is outside the years 1900 to 2100 that miniSEED holds\n";
+}
+
+std::string long_station_code_line(const std::string &code, std::size_t channels, const std::string &name) {
+    return "Error: " + name + " has " + std::to_string(channels) + " channels; station code \"" + code +
+           "\" is longer than the 5 characters miniSEED allows\n";
 }
 
 int64_t microseconds_of(double t) {

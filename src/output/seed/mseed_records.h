@@ -16,6 +16,14 @@ enum class mseed_encoding {
     FLOAT64, // anything else
 };
 
+// The value as a 32-bit integer, when it is one.
+bool as_int32(double v, int32_t &out);
+
+// Whether a difference of neighbours fits the 30 bits that Steim-2 stores.
+constexpr bool steim2_difference(int64_t d) {
+    return d >= -(int64_t{1} << 29) && d <= (int64_t{1} << 29) - 1;
+}
+
 // STEIM2 when every value is an integer within 32-bit range and every
 // difference of neighbours fits in 30 bits (-2^29 to 2^29 - 1); INT32 when
 // the values are such integers but a difference does not fit; FLOAT64
@@ -55,6 +63,14 @@ inline bool writable_time(double t) {
 // A record holds at most this many samples: the header's count is 16 bits,
 // and some readers take it as signed.
 constexpr std::size_t MAX_RECORD_SAMPLES = 32767;
+
+// The lines that refuse what miniSEED cannot carry, naming the input
+// (`name`, quoted): a rate its header cannot express, a time outside its
+// years, a station code over 5 characters of a recording with `channels`
+// channels.
+std::string unwritable_rate_line(double rate, const std::string &name);
+std::string unwritable_time_line(double t, const std::string &name);
+std::string long_station_code_line(const std::string &code, std::size_t channels, const std::string &name);
 
 // Packs values[0 .. n) in the given encoding. For STEIM2 and INT32
 // `integers` holds the values as integers (as choose_encoding leaves them);

@@ -11,15 +11,6 @@ bool same_bits(double a, double b) {
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-// Steim-2 stores differences of neighbours in at most 30 bits.
-constexpr int64_t STEIM2_MIN_DIFFERENCE = -(int64_t{1} << 29);
-constexpr int64_t STEIM2_MAX_DIFFERENCE = (int64_t{1} << 29) - 1;
-
-bool as_int32(double v, int32_t &out) {
-    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
-    out = static_cast<int32_t>(v);
-    return static_cast<double>(out) == v;
-}
 
 // The longest half interval of any facts of the table: no two samples
 // further apart than this can be too close.
@@ -193,7 +184,7 @@ day_shape survey_day(const facts_table &facts, const sample_list &sorted) {
             } else {
                 if (i > 0) {
                     const int64_t d = int64_t{v} - int64_t{previous};
-                    small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+                    small_differences = small_differences && steim2_difference(d);
                 }
                 previous = v;
             }

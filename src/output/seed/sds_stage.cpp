@@ -20,22 +20,12 @@ namespace sds {
 
 namespace {
 
-std::string number_text(double v) {
-    char text[32];
-    std::snprintf(text, sizeof text, "%.15g", v);
-    return text;
-}
-
 // What miniSEED cannot carry is refused as the miniSEED layout refuses it.
 void refuse_unwritable(const VxFil::Vxfil_Base &rec, const fs::path &path) {
     const double rate = rec.get_frequency();
-    if (!writable_rate(rate))
-        exit_with_line("Error: sample rate " + number_text(rate) + " of " + quoted(path) +
-                       " cannot be written in miniSEED (1e-09 to 1e+09)\n");
+    if (!writable_rate(rate)) exit_with_line(unwritable_rate_line(rate, quoted(path)));
     for (double t : rec.m_time)
-        if (!writable_time(t))
-            exit_with_line("Error: time " + number_text(t) + " of " + quoted(path) +
-                           " is outside the years 1900 to 2100 that miniSEED holds\n");
+        if (!writable_time(t)) exit_with_line(unwritable_time_line(t, quoted(path)));
 }
 
 } // namespace
@@ -72,9 +62,7 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
             recording_channel c;
             c.codes = {request.network, station_code(station, ch.m_channel), "", channel_code(rate)};
             if (c.codes.station.size() > MAX_STATION_CODE)
-                exit_with_line("Error: " + quoted(path) + " has " + std::to_string(rec->m_header.num_channels()) +
-                               " channels; station code \"" + c.codes.station +
-                               "\" is longer than the 5 characters miniSEED allows\n");
+                exit_with_line(long_station_code_line(c.codes.station, rec->m_header.num_channels(), quoted(path)));
             c.rate = rate;
             c.volts_per_count = ch.m_v_max;
             c.gain = ch.m_ext_gain;
