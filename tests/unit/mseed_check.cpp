@@ -19,17 +19,11 @@ std::string read_bytes(const std::string &path) {
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// One record as libmseed's file reader delivers it.
-struct library_record {
-    int sequence;
-    std::string network, station, location, channel;
-    char quality;
-    int64_t start_us;
-    double rate;
-    int encoding;
-    int record_length;
-    std::vector<double> samples;
-};
+bool same_value(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
+} // namespace
 
 std::vector<library_record> read_with_libmseed(const std::string &path) {
     std::vector<library_record> out;
@@ -62,12 +56,6 @@ std::vector<library_record> read_with_libmseed(const std::string &path) {
     ms_readmsr(&msr, nullptr, 0, nullptr, nullptr, 0, 0, 0);
     return out;
 }
-
-bool same_value(double a, double b) {
-    return a == b || (std::isnan(a) && std::isnan(b));
-}
-
-} // namespace
 
 int libmseed_trace_count(const std::string &path) {
     MSTraceGroup *group = nullptr;

@@ -5,6 +5,7 @@
 // start times (from the time axis) and every value of the series.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,21 @@ struct mseed_expectation {
     std::vector<sample_range> segments; // indices into the series
     std::vector<int> encodings;         // per segment: 11 Steim-2, 3 int32, 5 float64
 };
+
+// One record as libmseed's file reader delivers it.
+struct library_record {
+    int sequence;
+    std::string network, station, location, channel;
+    char quality;
+    int64_t start_us;
+    double rate;
+    int encoding;
+    int record_length;
+    std::vector<double> samples;
+};
+
+// Every record of a file, read with libmseed (failures through EXPECT_*).
+std::vector<library_record> read_with_libmseed(const std::string &path);
 
 // Reads `path` and compares it with data / time_array through EXPECT_*
 // and ADD_FAILURE. Returns the number of records.

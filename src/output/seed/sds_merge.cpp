@@ -21,6 +21,7 @@
 #include "atomic_file.h"
 #include "mseed_read.h"
 #include "sds_stage.h"
+#include "sds_staged_file.h"
 
 namespace sds {
 
@@ -96,10 +97,20 @@ int64_t record_end(const seed_record &r) {
 
 // The stretch of the day file's index that holds a sample of record r at
 // time t, or -1 where none does.
+// A day file gives each sample the time its record's start and rate imply,
+// which may lie a little off the sample's own time that the index noted, and
+// a rate that Blockette 100 holds in single precision: a stretch holds the
+// sample when it lies within half an interval of it at nearly its rate.
+// (Stretches with other facts lie further apart, or their samples would
+// conflict.)
 std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t) {
     for (std::size_t k = 0; k < entry.spans.size(); ++k) {
         const day_span &s = entry.spans[k];
-        if (t >= s.first && t <= s.last && s.facts.rate == r.rate) return k;
+        const double half = 0.5e6 / s.facts.rate;
+        const bool near_rate = std::fabs(s.facts.rate - r.rate) <= 1e-6 * s.facts.rate;
+        if (near_rate && static_cast<double>(t) >= static_cast<double>(s.first) - half &&
+            static_cast<double>(t) <= static_cast<double>(s.last) + half)
+            return k;
     }
     return static_cast<std::size_t>(-1);
 }
@@ -159,6 +170,9 @@ class merger {
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
     bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    // The records of a day file: the runs of day_runs, each record starting
+    // at its first sample's own time, none reaching past midnight.
+    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
 
     // One day file to merge: what the archive holds, what comes in, the
     // neighbouring days' samples near midnight, and the outcome.
@@ -191,6 +205,17 @@ class merger {
 
     // The plan of the run in hand: accepted recordings in order, refusals.
     std::vector<staged_recording> m_accepted;
+    // Per channel the stretches of the accepted recordings, by first sample
+    // time: (first, (last, index in m_accepted)).
+    struct channel_spans {
+        std::multimap<int64_t, std::pair<int64_t, std::size_t>> by_first;
+        int64_t longest = 0;
+    };
+    std::map<std::string, channel_spans> m_accepted_spans;
+    // The accepted recordings (indices, ascending) with a stretch of channel
+    // `id` that reaches [first, last].
+    std::vector<std::size_t> accepted_near(const std::string &id, int64_t first, int64_t last) const;
+    void note_accepted(const staged_recording &rec);
     std::vector<std::pair<staged_recording, std::string>> m_refused;
     std::vector<std::string> m_conflicted; // keys refused by a conflict
     std::vector<uint64_t> m_added;         // per accepted recording and channel: samples added
@@ -300,26 +325,26 @@ std::vector<staged_recording> merger::staged_of(const std::string &run) {
 std::shared_ptr<const channel_samples> merger::staged_samples(const std::string &run, const staged_recording &rec) {
     const std::string cache_key = run + "/" + rec.key;
     if (auto *found = m_staged.find(cache_key)) return *found;
-    const fs::path path = staging_dir(m_top, run) / (rec.key + ".mseed");
-    const std::string bytes = read_text(path);
-    std::map<std::string, uint32_t> facts_of;
-    for (const recording_channel &c : rec.facts.channels)
-        facts_of[c.codes.id()] = m_facts.id_of({c.rate, c.volts_per_count, c.gain});
+    const fs::path path = staging_dir(m_top, run) / (rec.key + ".samples");
+    staged_content staged;
+    std::string why;
+    if (!decode_staged(read_text(path), staged, why))
+        throw std::runtime_error("staged recording \"" + path.string() + "\" " + why);
     channel_samples samples;
-    for (const recording_channel &c : rec.facts.channels) samples[c.codes.id()].reserve(c.samples);
     std::size_t total = 0;
-    read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
-        channel_codes codes{r.network, r.station, r.location, r.channel};
-        auto f = facts_of.find(codes.id());
-        if (f == facts_of.end())
+    for (const staged_channel &values : staged.channels) {
+        const recording_channel *c = nullptr;
+        for (const recording_channel &f : rec.facts.channels)
+            if (f.codes.id() == values.id) c = &f;
+        if (c == nullptr)
             throw std::runtime_error("staged recording \"" + path.string() + "\" holds a channel its facts lack");
-        sample_list &list = samples[codes.id()];
-        for (std::size_t i = 0; i < r.samples.size(); ++i)
-            list.push_back({sample_time(r, i), r.samples[i], f->second, NO_ORIGIN});
-        total += r.samples.size();
-    });
-    for (auto &[id, list] : samples)
+        const uint32_t facts = m_facts.id_of({c->rate, c->volts_per_count, c->gain});
+        sample_list &list = samples[values.id];
+        list.resize(values.values.size());
+        for (std::size_t i = 0; i < list.size(); ++i) list[i] = {staged.times[i], values.values[i], facts, NO_ORIGIN};
         sort_samples(list);
+        total += list.size();
+    }
     return m_staged.put(cache_key, std::make_shared<const channel_samples>(std::move(samples)), total);
 }
 
@@ -417,15 +442,41 @@ bool merger::could_conflict(const staged_recording &rec, const recording_channel
     for (int64_t d = day_of(first); d <= day_of(last); ++d)
         if (m_days.find(day_file_path(c.codes, d)) || fs::exists(m_top / day_file_path(c.codes, d))) return true;
     // The recordings accepted before it in this merge.
-    for (const staged_recording &other : m_accepted)
-        for (const recording_channel &oc : other.facts.channels)
-            if (oc.codes == c.codes && oc.last >= first && oc.first <= last) return true;
     (void)rec;
-    return false;
+    return !accepted_near(c.codes.id(), first, last).empty();
+}
+
+std::vector<std::size_t> merger::accepted_near(const std::string &id, int64_t first, int64_t last) const {
+    std::vector<std::size_t> near;
+    auto it = m_accepted_spans.find(id);
+    if (it == m_accepted_spans.end()) return near;
+    const channel_spans &spans = it->second;
+    // A channel's stretch [a, b] reaches [first, last] when a <= last and
+    // b >= first; no stretch is longer than `longest`, so a >= first - longest.
+    for (auto s = spans.by_first.lower_bound(first - spans.longest); s != spans.by_first.end() && s->first <= last;
+         ++s)
+        if (s->second.first >= first &&
+            (near.empty() || near.back() != s->second.second))
+            near.push_back(s->second.second);
+    std::sort(near.begin(), near.end());
+    near.erase(std::unique(near.begin(), near.end()), near.end());
+    return near;
+}
+
+void merger::note_accepted(const staged_recording &rec) {
+    const std::size_t index = m_accepted.size();
+    m_accepted.push_back(rec);
+    for (const recording_channel &c : rec.facts.channels) {
+        if (c.samples == 0) continue;
+        channel_spans &spans = m_accepted_spans[c.codes.id()];
+        spans.by_first.emplace(c.first, std::make_pair(c.last, index));
+        spans.longest = std::max(spans.longest, c.last - c.first);
+    }
 }
 
 void merger::decide(const std::string &run, const std::vector<staged_recording> &recordings) {
     m_accepted.clear();
+    m_accepted_spans.clear();
     m_refused.clear();
     m_conflicted.clear();
     for (const staged_recording &rec : recordings) {
@@ -462,12 +513,9 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
                 conflict = true;
                 break;
             }
-            for (const staged_recording &other : m_accepted) {
-                // Only a recording whose channel reaches this stretch can conflict.
-                bool near = false;
-                for (const recording_channel &oc : other.facts.channels)
-                    near = near || (oc.codes == c.codes && oc.last >= first && oc.first <= last);
-                if (!near) continue;
+            // Only a recording whose channel reaches this stretch can conflict.
+            for (std::size_t k : accepted_near(c.codes.id(), first, last)) {
+                const staged_recording &other = m_accepted[k];
                 const auto theirs = staged_samples(run, other);
                 auto o = theirs->find(c.codes.id());
                 if (o == theirs->end() || o->second.empty()) continue;
@@ -481,7 +529,7 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
             if (!message.empty()) break;
         }
         if (message.empty()) {
-            m_accepted.push_back(rec);
+            note_accepted(rec);
         } else {
             if (conflict) m_conflicted.push_back(rec.key);
             m_refused.emplace_back(rec, message);
@@ -501,30 +549,67 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
+std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
+    const mseed_encoding encoding = day_encoding(samples);
+    const int64_t day_end = day_start_us(d + 1);
+    std::vector<double> values;
+    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
+    std::vector<std::pair<std::size_t, std::size_t>> runs = day_runs(m_facts, samples);
+    for (;;) {
+        std::string bytes;
+        int sequence = 1;
+        // Where a record's rate puts a later sample past midnight (its own
+        // time before it: a time axis that wanders or drifts), a new record
+        // starts at that sample's own time instead.
+        std::size_t cross = samples.size();
+        for (const auto &run : runs) {
+            // Plain names: lambdas below capture them.
+            const std::size_t begin = run.first, end = run.second;
+            const std::size_t n = end - begin;
+            values.resize(n);
+            for (std::size_t i = 0; i < n; ++i) {
+                values[i] = samples[begin + i].value;
+                if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
+            }
+            const double rate = m_facts[samples[begin].facts].rate;
+            const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate,
+                                      m_record_length};
+            std::size_t first = begin; // the first sample of the next record
+            const record_sink sink = [&](const char *b, std::size_t length) {
+                bytes.append(b, length);
+                // The sample count of a record: bytes 30 and 31 of its fixed header, big-endian.
+                const auto count = static_cast<std::size_t>((static_cast<unsigned char>(b[30]) << 8) |
+                                                            static_cast<unsigned char>(b[31]));
+                if (cross == samples.size() && count > 0) {
+                    const int64_t start = samples[first].t;
+                    for (std::size_t j = first + 1; j < first + count && j < end; ++j)
+                        if (start + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5) >= day_end) {
+                            cross = j;
+                            break;
+                        }
+                }
+                first += count;
+            };
+            const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
+            pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
+        }
+        if (cross == samples.size()) return bytes;
+        for (auto &run : runs)
+            if (run.first < cross && cross < run.second) {
+                const std::size_t end = run.second;
+                run.second = cross;
+                runs.insert(runs.begin() + (&run - runs.data()) + 1, {cross, end});
+                break;
+            }
+    }
+}
+
 bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
 
-    std::string bytes;
-    int sequence = 1;
-    const mseed_encoding encoding = day_encoding(samples);
-    std::vector<double> values;
-    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
-    const record_sink sink = [&bytes](const char *b, std::size_t n) { bytes.append(b, n); };
-    for (const auto &[begin, end] : day_runs(m_facts, samples)) {
-        const std::size_t n = end - begin;
-        values.resize(n);
-        for (std::size_t i = 0; i < n; ++i) {
-            values[i] = samples[begin + i].value;
-            if (encoding != mseed_encoding::FLOAT64) integers[i] = static_cast<int32_t>(values[i]);
-        }
-        const double rate = m_facts[samples[begin].facts].rate;
-        const mseed_stream stream{codes.network, codes.station, codes.location, codes.channel, rate, m_record_length};
-        const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
-        pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
-    }
-
+    const std::string bytes = pack_day(codes, d, samples);
     bool missing = false;
     const std::string old = read_text(path, &missing);
     if (!missing && old == bytes) return false; // the same bytes: the file stays as it is
@@ -717,7 +802,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     std::error_code ec;
     auto remove_staged = [&](const staged_recording &rec) {
         fs::remove(dir / (rec.key + ".facts"), ec);
-        fs::remove(dir / (rec.key + ".mseed"), ec);
+        fs::remove(dir / (rec.key + ".samples"), ec);
     };
     for (const staged_recording &rec : m_accepted) remove_staged(rec);
     for (const auto &[rec, message] : m_refused) remove_staged(rec);

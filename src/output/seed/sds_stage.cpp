@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "atomic_file.h"
 #include "mseed_codes.h"
+#include "sds_staged_file.h"
 #include "mseed_records.h"
 #include "mseed_segments.h"
 #include "open_recording.h"
@@ -18,10 +18,6 @@
 namespace sds {
 
 namespace {
-
-// Staged records are read back only by the merge: the longest records keep
-// their headers few.
-constexpr int STAGING_RECORD_LENGTH = 65536;
 
 std::string number_text(double v) {
     char text[32];
@@ -41,11 +37,6 @@ void refuse_unwritable(const VxFil::Vxfil_Base &rec, const fs::path &path) {
                            " is outside the years 1900 to 2100 that miniSEED holds\n");
 }
 
-void write_or_die(AtomicFile &file, const fs::path &path, const void *bytes, std::size_t n) {
-    if (!file.write(bytes, n))
-        exit_with_line("Error: can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n");
-}
-
 } // namespace
 
 fs::path staging_dir(const fs::path &top, const std::string &run) {
@@ -63,24 +54,18 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     recording_facts facts;
     facts.path = path.string();
     facts.run = run;
-    const fs::path dir = staging_dir(top, run);
-    const std::string key = recording_key(facts.path);
-    const fs::path records_path = dir / (key + ".mseed");
-    AtomicFile records;
-    if (!records.open(records_path))
-        exit_with_line("Error: can't write file " + quoted(records_path) + ": " + std::strerror(errno) + "\n");
-
+    staged_content staged;
     if (!times.empty()) {
         refuse_unwritable(*rec, path);
         const double rate = rec->get_frequency();
         const std::string station = rec->station_name();
+        staged.times.resize(times.size());
+        for (std::size_t i = 0; i < times.size(); ++i) staged.times[i] = microseconds_of(times[i]);
+        // The continuous stretches: where the time axis jumps by more than
+        // half an interval, as the segments of the miniSEED layout.
         const std::vector<long> breaks = segment_breaks(times, rate);
         const std::vector<sample_range> segments =
             window_segments(breaks, 1, static_cast<long>(times.size()), 0, static_cast<long>(times.size()));
-        std::vector<double> values;
-        std::unique_ptr<int32_t[]> integers(new int32_t[times.size()]);
-        const auto start_us = [&times](std::size_t i) { return microseconds_of(times[i]); };
-        int sequence = 1;
         for (const VxFil::vx_channel &ch : rec->m_channels) {
             const VxFil::data_channel_type &raw = rec->m_data.at(ch.m_channel);
             const std::size_t n = std::min(raw.size(), times.size());
@@ -94,39 +79,27 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
             c.rate = rate;
             c.volts_per_count = ch.m_v_max;
             c.gain = ch.m_ext_gain;
-            c.first = microseconds_of(times[0]);
-            c.last = microseconds_of(times[n - 1]);
+            c.first = staged.times[0];
+            c.last = staged.times[n - 1];
             c.samples = n;
-            values.resize(n);
-            for (std::size_t i = 0; i < n; ++i)
-                values[i] = static_cast<double>(raw[i]) * static_cast<double>(request.scale);
-            const mseed_stream stream{c.codes.network, c.codes.station, c.codes.location, c.codes.channel, rate,
-                                      STAGING_RECORD_LENGTH};
-            const record_sink sink = [&](const char *bytes, std::size_t length) {
-                write_or_die(records, records_path, bytes, length);
-            };
             for (const sample_range &seg : segments) {
                 const auto first = static_cast<std::size_t>(seg.begin);
                 const std::size_t end = std::min(static_cast<std::size_t>(seg.end), n);
-                if (first >= end) continue;
-                const std::size_t count = end - first;
-                mseed_encoding encoding = choose_encoding(values.data() + first, count, integers.get());
-                if (encoding == mseed_encoding::STEIM2) encoding = mseed_encoding::INT32;
-                const auto seg_start = [&start_us, first](std::size_t i) { return start_us(first + i); };
-                try {
-                    pack_segment_as(stream, encoding, values.data() + first, integers.get(), seg_start, count,
-                                    sequence, sink);
-                } catch (const std::exception &e) {
-                    exit_with_line("Error: can't write file " + quoted(records_path) + ": " + e.what() + "\n");
-                }
-                c.spans.push_back({microseconds_of(times[first]), microseconds_of(times[end - 1]), count});
+                if (first < end) c.spans.push_back({staged.times[first], staged.times[end - 1], end - first});
             }
+            staged_channel values{c.codes.id(), std::vector<double>(n)};
+            for (std::size_t i = 0; i < n; ++i)
+                values.values[i] = static_cast<double>(raw[i]) * static_cast<double>(request.scale);
+            staged.channels.push_back(std::move(values));
             facts.channels.push_back(std::move(c));
         }
     }
-    if (!records.commit())
-        exit_with_line("Error: can't write file " + quoted(records_path) + ": " + std::strerror(errno) + "\n");
+    const fs::path dir = staging_dir(top, run);
+    const std::string key = recording_key(facts.path);
+    // The samples first, the facts last: a staged recording without its facts
+    // is incomplete and the merge passes it over.
     try {
+        write_text(dir / (key + ".samples"), encode_staged(staged));
         write_text(dir / (key + ".facts"), facts_text(facts));
     } catch (const std::exception &e) {
         exit_with_line(std::string("Error: ") + e.what() + "\n");

@@ -1,11 +1,10 @@
 // Staging: a recording converted for an SDS archive and kept under
 // DIR/.brantel-archive/staging/RUN/ until its run's merge files it. Each
 // staged recording is two files named by its key (see recording_key):
-//   KEY.mseed   its samples as miniSEED records, every channel, each record
-//               starting at its first sample's own time (fixed-width
-//               encodings: quick to write and to read back)
-//   KEY.facts   its facts (recording_facts), written last: a staged
-//               recording without them is incomplete and ignored
+//   KEY.samples  every sample's own time and every channel's values (see
+//                sds_staged_file.h), as the recording holds them
+//   KEY.facts    its facts (recording_facts), written last: a staged
+//                recording without them is incomplete and ignored
 #pragma once
 
 #include <filesystem>
