@@ -51,6 +51,14 @@ bool read_archive_facts(const fs::path &top, std::vector<sds::recording_facts> &
         return false;
     }
     sds::merge_lock lock(top);
+    // Samples scaled by -z are no longer counts: the response would misstate them.
+    sds::tree_settings settings;
+    if (sds::read_tree_settings(top, settings) && settings.scale != 1) {
+        error = "Error: the archive " + quoted(top.string()) + " was made with -z " +
+                std::to_string(settings.scale) +
+                ": its samples are not counts, which the response would misstate";
+        return false;
+    }
     std::vector<fs::path> files;
     for (const auto &entry : fs::directory_iterator(book / "recordings", ec)) {
         if (entry.path().filename().string().rfind(TEMP_MARKER, 0) == 0) continue;

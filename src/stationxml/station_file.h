@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 
 // The facts of every recording in the archive at `top`, read under the
 // archive's merge lock so that a merge running beside is not seen half done.
-// False, with one line in `error`, when the archive has no bookkeeping or a
-// facts file is damaged.
+// False, with one line in `error`, when the archive has no bookkeeping, was
+// made with -z (its samples are not counts) or a facts file is damaged.
 bool read_archive_facts(const fs::path &top, std::vector<sds::recording_facts> &facts, std::string &error);
 
 struct station_file_outcome {

@@ -90,7 +90,11 @@ int main(int argc, char **argv) {
         }
         std::vector<sds::recording_facts> facts;
         std::string error;
-        if (!stationxml::read_archive_facts(top, facts, error)) return print_faults({error});
+        if (!stationxml::read_archive_facts(top, facts, error)) {
+            std::error_code ec;
+            stationxml::fs::remove(stationxml::station_file_path(top), ec);
+            return print_faults({error});
+        }
         const stationxml::station_file_outcome out = stationxml::update_station_file(
             top, facts, table, table_name, "brantel " BRANTEL_VERSION, now_text());
         if (out.refused) {

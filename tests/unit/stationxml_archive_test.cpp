@@ -388,4 +388,21 @@ TEST(StationXmlArchive, CheckRefusesABadTableWithOneLinePerFault) {
     EXPECT_EQ(m.err, "Error: can't read the station table \"missing.csv\": No such file or directory\n");
 }
 
+TEST(StationXmlArchive, ScaledArchiveRefused) {
+    temp_dir dir;
+    ASSERT_EQ(run(dir, sh_quote(FIXTURE_BIN) +
+                           " vx16bin out=r0.dat kind=U512 freq=16 gain=2 date=2016-05-04 "
+                           "blocks=1 start=" +
+                           std::to_string(T0))
+                  .status,
+              0);
+    ASSERT_EQ(run(dir, sh_quote(BRANTEL_BIN) + " --quiet --sds arch -z 2 r0.dat").status, 0);
+    dir.write("stations.csv", TABLE);
+    const command_result r = stationxml(dir, "stations.csv");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Error: the archive \"arch\" was made with -z 2: its samples are not counts, which the "
+                     "response would misstate\n");
+    EXPECT_FALSE(fs::exists(dir.path / "arch" / "stations.xml"));
+}
+
 } // namespace
