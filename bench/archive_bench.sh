@@ -3,6 +3,10 @@
 # recordings (half-hour and one-day vx24 files, 20 Hz, three channels) is
 # converted by a plain loop of brantel runs and by brantel-archive with
 # --jobs 1 and --jobs 2, each RUNS times, interleaved; medians are reported.
+# Then the SDS tree against the mirror: two days of half-hour recordings of
+# one station and one-day recordings of another on the same days, filed by
+# brantel-archive --sds and converted file by file with --mseed, both with
+# --jobs 2; the SDS run may take at most 1.5 times as long (status 1 if not).
 #
 #   archive_bench.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE [RUNS] [HALF_HOURS] [DAYS]
 #
@@ -65,3 +69,33 @@ printf '  brantel-archive --jobs 1   : %6.2f s  %10.0f samples/s\n' "$j1" "$(cal
 printf '  brantel-archive --jobs 2   : %6.2f s  %10.0f samples/s\n' "$j2" "$(calc "$samples / $j2")"
 printf '  driver overhead per job    : %6.3f s  ((--jobs 1 - plain loop) / files)\n' \
     "$(calc "($j1 - $loop) / $files")"
+
+# ---- SDS tree against the mirror -----------------------------------------------
+for day in 0 1; do
+    for i in $(seq 0 47); do
+        "$fixture" vx24 out="$work/sds-src/2016/05/$((5 + day))/h$(printf %02d "$i").vx24" station=4 duration=1800 \
+            wave=sine amp=1000 seconds=$((1462406400 + day * 86400 + i * 1800))
+    done
+    "$fixture" vx24 out="$work/sds-src/2016/05/$((5 + day))/day.vx24" station=0 duration=86400 wave=sine \
+        amp=1000 seconds=$((1462406400 + day * 86400))
+done
+sds_files=$((2 * 48 + 2))
+sds_samples=$((2 * 48 * 36000 + 2 * 1728000))
+for _ in $(seq 1 "$runs"); do
+    time_one mirror "$archive" --jobs 2 "$work/sds-src" "$work/out" -- --quiet --mseed
+    [ "$(find "$work/out" -name '*.mseed' | wc -l)" -eq "$sds_files" ] ||
+        { echo "archive_bench: the mirror run did not convert every file" >&2; exit 1; }
+    time_one sds "$archive" --sds --jobs 2 "$work/sds-src" "$work/out" -- --quiet
+    # Two stations of three channels on two days.
+    [ "$(find "$work/out" -path '*/BDF.D/*' -type f | wc -l)" -eq 12 ] ||
+        { echo "archive_bench: the --sds run did not write every day file" >&2; exit 1; }
+done
+mirror=$(median mirror)
+sds=$(median sds)
+ratio=$(calc "$sds / $mirror")
+printf 'sds: %d files (96 half-hour of one station, 2 one-day of another), %d samples per channel, --jobs 2\n' \
+    "$sds_files" "$sds_samples"
+printf '  brantel-archive -- --mseed (mirror) : %6.2f s  %10.0f samples/s\n' "$mirror" "$(calc "$sds_samples / $mirror")"
+printf '  brantel-archive --sds               : %6.2f s  %10.0f samples/s\n' "$sds" "$(calc "$sds_samples / $sds")"
+printf '  sds / mirror                        : %6.2f    (at most 1.50)\n' "$ratio"
+awk -v r="$ratio" 'BEGIN { exit !(r <= 1.5) }'

@@ -22,10 +22,8 @@ command -v mseed2sac >/dev/null || need+=(mseed2sac)
 command -v xmllint >/dev/null || need+=(libxml2-utils)
 # GNU parallel: moreutils ships another program under the same name.
 parallel --version 2>/dev/null | grep '^GNU parallel' >/dev/null || need+=(parallel)
-# The archive driver's test ends a whole session with pkill and takes locks
-# with flock.
+# The archive driver's tests end a whole session with pkill.
 command -v pkill >/dev/null || need+=(procps)
-command -v flock >/dev/null || need+=(util-linux)
 command -v gnuplot >/dev/null || need+=(gnuplot-nox)
 # The install test renders the manual page.
 command -v man >/dev/null || need+=(man-db)

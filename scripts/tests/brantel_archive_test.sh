@@ -8,12 +8,13 @@
 # outputs, and jobs that a remote host never ran are failures run again;
 # --per-directory equals combined direct runs.
 #
-#   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE
+#   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
 set -u
 export LC_ALL=C
 archive=$(readlink -f "$1")
 brantel=$(readlink -f "$2")
 fixture=$(readlink -f "$3")
+lock=$(readlink -f "$4")
 here=$(cd "$(dirname "$0")" && pwd)
 # Blanks and quotes in every path (the driver's own place, SOURCE, OUTPUT and
 # the file names) must reach brantel unchanged, locally and through ssh.
@@ -21,7 +22,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's.XXXXXX")
 trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 src=$work/src
 mkdir -p "$work/bin dir"
-cp "$archive" "$brantel" "$work/bin dir/"
+cp "$archive" "$brantel" "$lock" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 
 passed=0
@@ -107,11 +108,11 @@ check "changed options message" grep -q 'converted with other settings; give --r
 check "refused run touches no output" [ "$before" = "$(find "$work/out1" -name '*.tm4' ! -name late.tm4 -printf '%p %i %T@\n' | sort)" ]
 
 # ---- a second driver on the same OUTPUT waits for none -----------------------------
-flock "$work/out1/.brantel-archive/lock" sleep 3 &
+"$lock" "$work/out1/.brantel-archive/driver-lock" sleep 3 &
 locker=$!
 # Wait until the stand-in really holds the lock (a loaded machine may start it late).
 for _ in $(seq 1 100); do
-    flock -n "$work/out1/.brantel-archive/lock" true || break
+    "$lock" -q "$work/out1/.brantel-archive/driver-lock" true || break
     sleep 0.02
 done
 "$archive" "$src" "$work/out1" -- --quiet > /dev/null 2> "$work/locked.stderr"

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -75,8 +76,52 @@ template <class Value> class sample_cache {
     std::map<std::string, typename std::list<item>::iterator> m_index;
 };
 
-// Samples of a staged recording by channel id.
-using channel_samples = std::map<std::string, sample_list>;
+// A staged recording as read back: one time axis and, per channel id, its
+// values and the row of its facts. Kept so, not as samples, it takes a third
+// of the memory.
+struct staged_view {
+    std::vector<int64_t> times;
+    bool sorted = true; // the times only grow
+    struct channel {
+        std::vector<double> values; // the first values.size() times are theirs
+        uint32_t facts = 0;
+    };
+    std::map<std::string, channel> channels;
+
+    // The samples of one channel with times in [from, to), sorted, each
+    // marked with `origin`; appended to `out`.
+    void append(const std::string &id, int64_t from, int64_t to, uint32_t origin, sample_list &out) const {
+        auto it = channels.find(id);
+        if (it == channels.end()) return;
+        const channel &c = it->second;
+        const std::size_t n = c.values.size();
+        const std::size_t before = out.size();
+        if (sorted) {
+            const auto lo = std::lower_bound(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(n), from);
+            const auto hi = std::lower_bound(lo, times.begin() + static_cast<std::ptrdiff_t>(n), to);
+            const auto i0 = static_cast<std::size_t>(lo - times.begin());
+            const auto count = static_cast<std::size_t>(hi - lo);
+            out.resize(before + count);
+            sds_sample *to_fill = out.data() + before;
+            for (std::size_t k = 0; k < count; ++k) to_fill[k] = {times[i0 + k], c.values[i0 + k], c.facts, origin};
+            return;
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            const int64_t t = times[i];
+            if (t >= from && t < to) out.push_back({t, c.values[i], c.facts, origin});
+        }
+        {
+            sample_list mine(out.begin() + static_cast<std::ptrdiff_t>(before), out.end());
+            sort_samples(mine);
+            std::copy(mine.begin(), mine.end(), out.begin() + static_cast<std::ptrdiff_t>(before));
+        }
+    }
+    sample_list all(const std::string &id) const {
+        sample_list out;
+        append(id, INT64_MIN, INT64_MAX, NO_ORIGIN, out);
+        return out;
+    }
+};
 
 // A day file as read: its samples, or why it cannot be used.
 struct day_content {
@@ -163,7 +208,7 @@ class merger {
     void execute(const std::string &run, merge_outcome &outcome);
     void finalize(const std::string &run, merge_outcome &outcome);
 
-    std::shared_ptr<const channel_samples> staged_samples(const std::string &run, const staged_recording &rec);
+    std::shared_ptr<const staged_view> staged_samples(const std::string &run, const staged_recording &rec);
     std::shared_ptr<const day_content> day(const channel_codes &codes, int64_t day);
     sample_list tree_samples(const channel_codes &codes, int64_t first, int64_t last, std::string &trouble);
     // The samples of a day file within [from, to], decoding only the records
@@ -201,7 +246,7 @@ class merger {
     int m_record_length;
     facts_table m_facts;
     sample_cache<std::shared_ptr<const day_content>> m_days;
-    sample_cache<std::shared_ptr<const channel_samples>> m_staged;
+    sample_cache<std::shared_ptr<const staged_view>> m_staged;
 
     // The plan of the run in hand: accepted recordings in order, refusals.
     std::vector<staged_recording> m_accepted;
@@ -322,7 +367,7 @@ std::vector<staged_recording> merger::staged_of(const std::string &run) {
     return list;
 }
 
-std::shared_ptr<const channel_samples> merger::staged_samples(const std::string &run, const staged_recording &rec) {
+std::shared_ptr<const staged_view> merger::staged_samples(const std::string &run, const staged_recording &rec) {
     const std::string cache_key = run + "/" + rec.key;
     if (auto *found = m_staged.find(cache_key)) return *found;
     const fs::path path = staging_dir(m_top, run) / (rec.key + ".samples");
@@ -330,22 +375,21 @@ std::shared_ptr<const channel_samples> merger::staged_samples(const std::string 
     std::string why;
     if (!decode_staged(read_text(path), staged, why))
         throw std::runtime_error("staged recording \"" + path.string() + "\" " + why);
-    channel_samples samples;
-    std::size_t total = 0;
-    for (const staged_channel &values : staged.channels) {
+    auto view = std::make_shared<staged_view>();
+    view->times = std::move(staged.times);
+    view->sorted = std::is_sorted(view->times.begin(), view->times.end());
+    std::size_t total = view->times.size();
+    for (staged_channel &values : staged.channels) {
         const recording_channel *c = nullptr;
         for (const recording_channel &f : rec.facts.channels)
             if (f.codes.id() == values.id) c = &f;
         if (c == nullptr)
             throw std::runtime_error("staged recording \"" + path.string() + "\" holds a channel its facts lack");
-        const uint32_t facts = m_facts.id_of({c->rate, c->volts_per_count, c->gain});
-        sample_list &list = samples[values.id];
-        list.resize(values.values.size());
-        for (std::size_t i = 0; i < list.size(); ++i) list[i] = {staged.times[i], values.values[i], facts, NO_ORIGIN};
-        sort_samples(list);
-        total += list.size();
+        total += values.values.size();
+        view->channels[values.id] = {std::move(values.values), m_facts.id_of({c->rate, c->volts_per_count, c->gain})};
     }
-    return m_staged.put(cache_key, std::make_shared<const channel_samples>(std::move(samples)), total);
+    // Counted in samples of the merge's lists: a third of a time and a value each.
+    return m_staged.put(cache_key, std::move(view), total / 3);
 }
 
 std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64_t d) {
@@ -482,13 +526,10 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     for (const staged_recording &rec : recordings) {
         std::string message;
         bool conflict = false;
-        std::shared_ptr<const channel_samples> mine;
         for (const recording_channel &c : rec.facts.channels) {
             if (!could_conflict(rec, c)) continue;
-            if (!mine) mine = staged_samples(run, rec);
-            auto it = mine->find(c.codes.id());
-            if (it == mine->end() || it->second.empty()) continue;
-            const sample_list &incoming = it->second;
+            const sample_list incoming = staged_samples(run, rec)->all(c.codes.id());
+            if (incoming.empty()) continue;
             const std::string head = "Error: " + quoted_text(rec.facts.path) + ": " + c.codes.id() + " conflicts with ";
             auto span_text = [](const time_span &s) {
                 return " from " + iso_time_ms(s.first) + " to " + iso_time_ms(s.last) +
@@ -516,11 +557,10 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
             // Only a recording whose channel reaches this stretch can conflict.
             for (std::size_t k : accepted_near(c.codes.id(), first, last)) {
                 const staged_recording &other = m_accepted[k];
-                const auto theirs = staged_samples(run, other);
-                auto o = theirs->find(c.codes.id());
-                if (o == theirs->end() || o->second.empty()) continue;
-                if (o->second.back().t < first || o->second.front().t > last) continue;
-                if (auto clash = find_conflict(m_facts, o->second, incoming)) {
+                sample_list theirs;
+                staged_samples(run, other)->append(c.codes.id(), first, last + 1, NO_ORIGIN, theirs);
+                if (theirs.empty()) continue;
+                if (auto clash = find_conflict(m_facts, theirs, incoming)) {
                     message = head + quoted_text(other.facts.path) + span_text(*clash);
                     conflict = true;
                     break;
@@ -580,10 +620,15 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
                 // The sample count of a record: bytes 30 and 31 of its fixed header, big-endian.
                 const auto count = static_cast<std::size_t>((static_cast<unsigned char>(b[30]) << 8) |
                                                             static_cast<unsigned char>(b[31]));
-                if (cross == samples.size() && count > 0) {
-                    const int64_t start = samples[first].t;
-                    for (std::size_t j = first + 1; j < first + count && j < end; ++j)
-                        if (start + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5) >= day_end) {
+                const auto implied = [&](std::size_t j) {
+                    return samples[first].t + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5);
+                };
+                // The implied times grow: only a record whose last one is past
+                // midnight is searched.
+                if (cross == samples.size() && count > 1 && first + count <= end &&
+                    implied(first + count - 1) >= day_end) {
+                    for (std::size_t j = first + 1; j < first + count; ++j)
+                        if (implied(j) >= day_end) {
                             cross = j;
                             break;
                         }
@@ -621,7 +666,7 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     next.hash = fnv1a(bytes.data(), bytes.size());
     for (std::size_t i = 0; i < samples.size(); ++i) {
         const sample_facts &f = m_facts[samples[i].facts];
-        if (i > 0 && same_facts(m_facts[samples[i - 1].facts], f))
+        if (i > 0 && (samples[i - 1].facts == samples[i].facts || same_facts(m_facts[samples[i - 1].facts], f)))
             next.spans.back().last = samples[i].t;
         else
             next.spans.push_back({samples[i].t, samples[i].t, f});
@@ -709,18 +754,10 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
     const int64_t from = day_start_us(d), to = day_start_us(d + 1);
     for (std::size_t r : recs) {
         const auto mine = staged_samples(run, m_accepted[r]);
-        auto it = mine->find(id);
-        if (it == mine->end()) continue;
         auto key = std::make_pair(r, id);
         auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
         if (fresh) m_origins.push_back(key);
-        auto lo = std::lower_bound(it->second.begin(), it->second.end(), sds_sample{from, 0.0, 0, 0},
-                                   [](const sds_sample &a, const sds_sample &b) { return a.t < b.t; });
-        for (; lo != it->second.end() && lo->t < to; ++lo) {
-            sds_sample s = *lo;
-            s.origin = o->second;
-            job.incoming.push_back(s);
-        }
+        mine->append(id, from, to, o->second, job.incoming);
     }
     if (job.incoming.empty()) return job;
     sort_samples(job.incoming);
@@ -745,7 +782,16 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
 void merger::run_day_job(day_job &job) const {
     try {
         drop_repeats(m_facts, job.incoming);
-        if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) return;
+        if (job.merged.empty() && job.context.empty()) {
+            // A new day file of these samples alone: they are taken over whole.
+            for (const sds_sample &n : job.incoming) {
+                if (job.added.size() <= n.origin) job.added.resize(n.origin + 1, 0);
+                ++job.added[n.origin];
+            }
+            job.merged.swap(job.incoming);
+        } else if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) {
+            return;
+        }
         job.written = write_day(job.codes, job.day, job.merged);
         if (job.written) job.gaps = count_gaps(m_facts, job.merged);
     } catch (const std::exception &e) {

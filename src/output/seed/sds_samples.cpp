@@ -104,33 +104,44 @@ void drop_repeats(const facts_table &facts, sample_list &sorted) {
     sorted.resize(kept);
 }
 
+namespace {
+
+// Counts an added sample for its origin.
+void count_added(std::vector<uint64_t> *added_per_origin, const sds_sample &n) {
+    if (!added_per_origin) return;
+    if (added_per_origin->size() <= n.origin) added_per_origin->resize(n.origin + 1, 0);
+    ++(*added_per_origin)[n.origin];
+}
+
+} // namespace
+
 bool merge_samples(const facts_table &facts, sample_list &existing, const sample_list &context,
                    const sample_list &incoming, std::vector<uint64_t> *added_per_origin) {
-    const auto reach = static_cast<int64_t>(std::ceil(widest_half_interval(facts)));
-    // Same samples in a sorted list near t: the index of one, or npos.
-    auto find_same = [&](const sample_list &list, const sds_sample &n) -> std::size_t {
-        auto it = std::lower_bound(list.begin(), list.end(), sds_sample{n.t - reach, 0.0, 0, 0}, by_time);
-        for (; it != list.end() && it->t <= n.t + reach; ++it)
-            if (same_sample(facts, *it, n)) return static_cast<std::size_t>(it - list.begin());
-        return static_cast<std::size_t>(-1);
-    };
+    if (incoming.empty()) return false;
     if (existing.empty() && context.empty()) {
         // Nothing to meet: every incoming sample is added.
-        if (incoming.empty()) return false;
         existing = incoming;
-        if (added_per_origin)
-            for (const sds_sample &n : incoming) {
-                if (added_per_origin->size() <= n.origin) added_per_origin->resize(n.origin + 1, 0);
-                ++(*added_per_origin)[n.origin];
-            }
+        for (const sds_sample &n : incoming) count_added(added_per_origin, n);
         return true;
     }
+    const auto reach = static_cast<int64_t>(std::ceil(widest_half_interval(facts)));
+    const int64_t context_from = context.empty() ? 0 : context.front().t - reach;
+    const int64_t context_to = context.empty() ? -1 : context.back().t + reach;
+    // Both lists are sorted: one walk finds each incoming sample's
+    // neighbours in `existing`.
     bool changed = false;
     sample_list added;
     added.reserve(incoming.size());
+    std::size_t from = 0;
     for (const sds_sample &n : incoming) {
-        const std::size_t there = find_same(existing, n);
-        if (there != static_cast<std::size_t>(-1)) {
+        while (from < existing.size() && existing[from].t < n.t - reach) ++from;
+        std::size_t there = existing.size();
+        for (std::size_t j = from; j < existing.size() && existing[j].t <= n.t + reach; ++j)
+            if (same_sample(facts, existing[j], n)) {
+                there = j;
+                break;
+            }
+        if (there != existing.size()) {
             if (n.t < existing[there].t) {
                 existing[there].t = n.t;
                 changed = true;
@@ -139,17 +150,17 @@ bool merge_samples(const facts_table &facts, sample_list &existing, const sample
         }
         // A sample already in the neighbouring day file stays there: a sample
         // never moves from one day file into another.
-        if (find_same(context, n) != static_cast<std::size_t>(-1)) continue;
-        added.push_back(n);
-        if (added_per_origin) {
-            if (added_per_origin->size() <= n.origin) added_per_origin->resize(n.origin + 1, 0);
-            ++(*added_per_origin)[n.origin];
+        if (n.t >= context_from && n.t <= context_to) {
+            auto it = std::lower_bound(context.begin(), context.end(), sds_sample{n.t - reach, 0.0, 0, 0}, by_time);
+            bool elsewhere = false;
+            for (; it != context.end() && it->t <= n.t + reach && !elsewhere; ++it)
+                elsewhere = same_sample(facts, *it, n);
+            if (elsewhere) continue;
         }
+        added.push_back(n);
+        count_added(added_per_origin, n);
     }
-    if (!added.empty() && existing.empty()) {
-        changed = true;
-        existing = std::move(added);
-    } else if (!added.empty()) {
+    if (!added.empty()) {
         changed = true;
         const std::size_t old_size = existing.size();
         existing.insert(existing.end(), added.begin(), added.end());
@@ -191,9 +202,10 @@ std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &fac
             if (a.facts != b.facts && !same_facts(facts[a.facts], facts[b.facts])) {
                 cut = true;
             } else {
-                const double step = 1e6 / facts[a.facts].rate;
-                const double deviation = std::fabs(static_cast<double>(b.t - a.t) - step);
-                cut = !(deviation <= 0.5 * step);
+                // The step may differ from the interval by half an interval at most.
+                const double half = facts.half_interval(a.facts);
+                const double deviation = std::fabs(static_cast<double>(b.t - a.t) - 2.0 * half);
+                cut = !(deviation <= half);
             }
         }
         if (cut) {
@@ -207,8 +219,9 @@ std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &fac
 std::size_t count_gaps(const facts_table &facts, const sample_list &sorted) {
     std::size_t gaps = 0;
     for (std::size_t i = 1; i < sorted.size(); ++i) {
-        const double interval = 1e6 / std::min(facts[sorted[i - 1].facts].rate, facts[sorted[i].facts].rate);
-        if (static_cast<double>(sorted[i].t - sorted[i - 1].t) > 1.5 * interval) ++gaps;
+        // 1.5 intervals of the slower rate: three of its half intervals.
+        const double half = std::max(facts.half_interval(sorted[i - 1].facts), facts.half_interval(sorted[i].facts));
+        if (static_cast<double>(sorted[i].t - sorted[i - 1].t) > 3.0 * half) ++gaps;
     }
     return gaps;
 }

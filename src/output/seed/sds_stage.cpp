@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "atomic_file.h"
 #include "mseed_codes.h"
 #include "sds_staged_file.h"
 #include "mseed_records.h"
@@ -54,13 +55,11 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     recording_facts facts;
     facts.path = path.string();
     facts.run = run;
-    staged_content staged;
+    std::vector<staged_source_channel> staged;
     if (!times.empty()) {
         refuse_unwritable(*rec, path);
         const double rate = rec->get_frequency();
         const std::string station = rec->station_name();
-        staged.times.resize(times.size());
-        for (std::size_t i = 0; i < times.size(); ++i) staged.times[i] = microseconds_of(times[i]);
         // The continuous stretches: where the time axis jumps by more than
         // half an interval, as the segments of the miniSEED layout.
         const std::vector<long> breaks = segment_breaks(times, rate);
@@ -79,18 +78,16 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
             c.rate = rate;
             c.volts_per_count = ch.m_v_max;
             c.gain = ch.m_ext_gain;
-            c.first = staged.times[0];
-            c.last = staged.times[n - 1];
+            c.first = microseconds_of(times[0]);
+            c.last = microseconds_of(times[n - 1]);
             c.samples = n;
             for (const sample_range &seg : segments) {
                 const auto first = static_cast<std::size_t>(seg.begin);
                 const std::size_t end = std::min(static_cast<std::size_t>(seg.end), n);
-                if (first < end) c.spans.push_back({staged.times[first], staged.times[end - 1], end - first});
+                if (first < end)
+                    c.spans.push_back({microseconds_of(times[first]), microseconds_of(times[end - 1]), end - first});
             }
-            staged_channel values{c.codes.id(), std::vector<double>(n)};
-            for (std::size_t i = 0; i < n; ++i)
-                values.values[i] = static_cast<double>(raw[i]) * static_cast<double>(request.scale);
-            staged.channels.push_back(std::move(values));
+            staged.push_back({c.codes.id(), raw.data(), n});
             facts.channels.push_back(std::move(c));
         }
     }
@@ -98,8 +95,12 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     const std::string key = recording_key(facts.path);
     // The samples first, the facts last: a staged recording without its facts
     // is incomplete and the merge passes it over.
+    const std::string bytes = encode_staged(times, staged, request.scale);
+    const fs::path samples_path = dir / (key + ".samples");
+    AtomicFile file;
+    if (!file.open(samples_path) || !file.write(bytes.data(), bytes.size()) || !file.commit())
+        exit_with_line("Error: can't write file " + quoted(samples_path) + ": " + std::strerror(errno) + "\n");
     try {
-        write_text(dir / (key + ".samples"), encode_staged(staged));
         write_text(dir / (key + ".facts"), facts_text(facts));
     } catch (const std::exception &e) {
         exit_with_line(std::string("Error: ") + e.what() + "\n");

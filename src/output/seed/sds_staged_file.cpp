@@ -2,18 +2,102 @@
 #include "sds_staged_file.h"
 
 #include <cmath>
+#include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace {
 
-constexpr char MAGIC[8] = {'B', 'R', 'S', 'T', 'A', 'G', 'E', '1'};
-constexpr uint32_t ORDER_MARK = 0x01020304;
-constexpr uint32_t KIND_I32 = 1;
-constexpr uint32_t KIND_F64 = 2;
+constexpr char MAGIC[8] = {'B', 'R', 'S', 'T', 'A', 'G', 'E', '2'};
+constexpr uint64_t KIND_INT = 1;
+constexpr uint64_t KIND_F64 = 2;
 
-template <class T> void put(std::string &out, const T &v) {
-    out.append(reinterpret_cast<const char *>(&v), sizeof v);
+uint64_t zigzag(int64_t v) {
+    return (static_cast<uint64_t>(v) << 1) ^ static_cast<uint64_t>(v >> 63);
 }
+
+int64_t unzigzag(uint64_t u) {
+    return static_cast<int64_t>(u >> 1) ^ -static_cast<int64_t>(u & 1);
+}
+
+// Appends LEB128 varints to a buffer that grows as needed (never filled
+// with zeros first: the bytes are written once).
+class writer {
+  public:
+    explicit writer(std::size_t guess) : m_size(std::max<std::size_t>(guess, 64)), m_bytes(new char[m_size]) {}
+    void varint(uint64_t v) {
+        room(10);
+        while (v >= 0x80) {
+            m_bytes[m_at++] = static_cast<char>(v | 0x80);
+            v >>= 7;
+        }
+        m_bytes[m_at++] = static_cast<char>(v);
+    }
+    void raw(const void *p, std::size_t n) {
+        room(n);
+        std::memcpy(m_bytes.get() + m_at, p, n);
+        m_at += n;
+    }
+    std::string done() const { return std::string(m_bytes.get(), m_at); }
+
+  private:
+    void room(std::size_t n) {
+        if (m_at + n <= m_size) return;
+        const std::size_t size = std::max(m_size * 2, m_at + n);
+        std::unique_ptr<char[]> bigger(new char[size]);
+        std::memcpy(bigger.get(), m_bytes.get(), m_at);
+        m_bytes = std::move(bigger);
+        m_size = size;
+    }
+    std::size_t m_size;
+    std::unique_ptr<char[]> m_bytes;
+    std::size_t m_at = 0;
+};
+
+// The varints of a time axis: the change of the step from the one before,
+// in wrapping arithmetic so that any 64-bit times round-trip.
+class time_coder {
+  public:
+    uint64_t next(int64_t t) {
+        const uint64_t now = static_cast<uint64_t>(t);
+        const uint64_t step = now - m_previous;
+        const uint64_t code = zigzag(static_cast<int64_t>(step - m_step));
+        m_step = step;
+        m_previous = now;
+        return code;
+    }
+
+  private:
+    uint64_t m_previous = 0, m_step = 0;
+};
+
+// Reads varints and bytes, refusing to pass the end.
+class reader {
+  public:
+    explicit reader(const std::string &bytes)
+        : m_p(reinterpret_cast<const unsigned char *>(bytes.data())), m_end(m_p + bytes.size()) {}
+    bool varint(uint64_t &v) {
+        v = 0;
+        for (int shift = 0; shift < 64; shift += 7) {
+            if (m_p == m_end) return false;
+            const unsigned char b = *m_p++;
+            v |= static_cast<uint64_t>(b & 0x7f) << shift;
+            if (!(b & 0x80)) return true;
+        }
+        return false; // more than ten bytes: no varint of ours
+    }
+    bool raw(void *to, std::size_t n) {
+        if (n > left()) return false;
+        std::memcpy(to, m_p, n);
+        m_p += n;
+        return true;
+    }
+    std::size_t left() const { return static_cast<std::size_t>(m_end - m_p); }
+
+  private:
+    const unsigned char *m_p;
+    const unsigned char *m_end;
+};
 
 bool all_int32(const std::vector<double> &values) {
     for (double v : values) {
@@ -24,95 +108,127 @@ bool all_int32(const std::vector<double> &values) {
     return true;
 }
 
-// Reads from a byte range, refusing to pass its end.
-class reader {
-  public:
-    explicit reader(const std::string &bytes) : m_bytes(bytes) {}
-    template <class T> bool get(T &v) { return take(&v, sizeof v); }
-    bool take(void *to, std::size_t n) {
-        if (n > m_bytes.size() - m_at) return false;
-        std::memcpy(to, m_bytes.data() + m_at, n);
-        m_at += n;
-        return true;
-    }
-    std::size_t left() const { return m_bytes.size() - m_at; }
-
-  private:
-    const std::string &m_bytes;
-    std::size_t m_at = 0;
-};
-
 } // namespace
 
 std::string encode_staged(const staged_content &samples) {
-    std::string out;
-    std::size_t size = 32 + samples.times.size() * 8;
-    for (const staged_channel &c : samples.channels) size += 24 + c.id.size() + c.values.size() * 8;
-    out.reserve(size);
-    out.append(MAGIC, sizeof MAGIC);
-    put(out, ORDER_MARK);
-    put(out, static_cast<uint32_t>(samples.channels.size()));
-    put(out, static_cast<uint64_t>(samples.times.size()));
-    out.append(reinterpret_cast<const char *>(samples.times.data()), samples.times.size() * sizeof(int64_t));
+    writer out(64 + samples.times.size() * 2 * (1 + samples.channels.size()));
+    out.raw(MAGIC, sizeof MAGIC);
+    out.varint(samples.channels.size());
+    out.varint(samples.times.size());
+    time_coder times;
+    for (int64_t t : samples.times) out.varint(times.next(t));
     for (const staged_channel &c : samples.channels) {
-        put(out, static_cast<uint32_t>(c.id.size()));
-        out += c.id;
+        out.varint(c.id.size());
+        out.raw(c.id.data(), c.id.size());
         const bool ints = all_int32(c.values);
-        put(out, ints ? KIND_I32 : KIND_F64);
-        put(out, static_cast<uint64_t>(c.values.size()));
+        out.varint(ints ? KIND_INT : KIND_F64);
+        out.varint(c.values.size());
         if (ints) {
-            for (double v : c.values) put(out, static_cast<int32_t>(v));
+            int64_t before = 0;
+            for (double v : c.values) {
+                const auto now = static_cast<int64_t>(v);
+                out.varint(zigzag(now - before));
+                before = now;
+            }
         } else {
-            out.append(reinterpret_cast<const char *>(c.values.data()), c.values.size() * sizeof(double));
+            for (double v : c.values) out.raw(&v, sizeof v);
         }
     }
-    return out;
+    return out.done();
+}
+
+std::string encode_staged(const std::vector<double> &times, const std::vector<staged_source_channel> &channels,
+                          long scale) {
+    writer out(64 + times.size() * 2 * (1 + channels.size()));
+    out.raw(MAGIC, sizeof MAGIC);
+    out.varint(channels.size());
+    out.varint(times.size());
+    time_coder coder;
+    for (double t : times) out.varint(coder.next(std::llround(t * 1e6)));
+    for (const staged_source_channel &c : channels) {
+        out.varint(c.id.size());
+        out.raw(c.id.data(), c.id.size());
+        // Counts times a factor stay integers; beyond 32 bits they go as
+        // doubles, as the samples of a run would.
+        bool ints = true;
+        for (std::size_t i = 0; i < c.count && ints; ++i) {
+            const double v = static_cast<double>(c.raw[i]) * static_cast<double>(scale);
+            ints = v >= -2147483648.0 && v <= 2147483647.0;
+        }
+        out.varint(ints ? KIND_INT : KIND_F64);
+        out.varint(c.count);
+        int64_t before = 0;
+        for (std::size_t i = 0; i < c.count; ++i) {
+            const double v = static_cast<double>(c.raw[i]) * static_cast<double>(scale);
+            if (ints) {
+                const auto now = static_cast<int64_t>(v);
+                out.varint(zigzag(now - before));
+                before = now;
+            } else {
+                out.raw(&v, sizeof v);
+            }
+        }
+    }
+    return out.done();
 }
 
 bool decode_staged(const std::string &bytes, staged_content &samples, std::string &why) {
     samples = staged_content{};
     reader in(bytes);
     char magic[8];
-    uint32_t order = 0, channels = 0;
-    uint64_t n = 0;
-    if (!in.take(magic, sizeof magic) || std::memcmp(magic, MAGIC, sizeof magic) != 0 || !in.get(order) ||
-        order != ORDER_MARK || !in.get(channels) || !in.get(n)) {
-        why = "not a staged recording";
+    uint64_t channels = 0, n = 0;
+    if (!in.raw(magic, sizeof magic) || std::memcmp(magic, MAGIC, sizeof magic) != 0 || !in.varint(channels) ||
+        !in.varint(n) || channels > 65535) {
+        why = "is not a staged recording";
         return false;
     }
-    if (n > in.left() / sizeof(int64_t)) {
-        why = "cut short";
+    // Every time takes at least one byte.
+    if (n > in.left()) {
+        why = "is cut short";
         return false;
     }
     samples.times.resize(n);
-    in.take(samples.times.data(), n * sizeof(int64_t));
-    for (uint32_t k = 0; k < channels; ++k) {
+    uint64_t previous = 0, step = 0;
+    for (uint64_t i = 0; i < n; ++i) {
+        uint64_t v;
+        if (!in.varint(v)) {
+            why = "is cut short";
+            return false;
+        }
+        step += static_cast<uint64_t>(unzigzag(v));
+        previous += step;
+        samples.times[i] = static_cast<int64_t>(previous);
+    }
+    for (uint64_t k = 0; k < channels; ++k) {
         staged_channel c;
-        uint32_t length = 0, kind = 0;
-        uint64_t count = 0;
-        if (!in.get(length) || length > 64 || length > in.left()) {
-            why = "cut short";
+        uint64_t length = 0, kind = 0, count = 0;
+        if (!in.varint(length) || length > 64 || length > in.left()) {
+            why = "is cut short";
             return false;
         }
         c.id.resize(length);
-        in.take(c.id.data(), length);
-        if (!in.get(kind) || (kind != KIND_I32 && kind != KIND_F64) || !in.get(count) || count > n) {
+        in.raw(c.id.data(), length);
+        if (!in.varint(kind) || (kind != KIND_INT && kind != KIND_F64) || !in.varint(count) || count > n ||
+            count > in.left()) {
             why = "holds a channel it cannot describe";
-            return false;
-        }
-        const std::size_t width = kind == KIND_I32 ? 4 : 8;
-        if (count > in.left() / width) {
-            why = "cut short";
             return false;
         }
         c.values.resize(count);
         if (kind == KIND_F64) {
-            in.take(c.values.data(), count * 8);
+            if (count > in.left() / 8 || !in.raw(c.values.data(), count * 8)) {
+                why = "is cut short";
+                return false;
+            }
         } else {
+            int64_t value = 0;
             for (uint64_t i = 0; i < count; ++i) {
-                int32_t v = 0;
-                in.get(v);
-                c.values[i] = v;
+                uint64_t v;
+                if (!in.varint(v)) {
+                    why = "is cut short";
+                    return false;
+                }
+                value += unzigzag(v);
+                c.values[i] = static_cast<double>(value);
             }
         }
         samples.channels.push_back(std::move(c));

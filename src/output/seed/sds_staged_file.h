@@ -1,20 +1,23 @@
 // The file of a staged recording's samples, KEY.samples, written by the
 // conversion and read back by the merge. It keeps every sample's own time,
-// which records of miniSEED would round to their starts and their rate:
+// which records of miniSEED would round to their starts and their rate, and
+// it is small and quick to write and read: integers go as variable-length
+// differences (LEB128 of the zigzag form: small magnitudes take one or two
+// bytes).
 //
-//   "BRSTAGE1"                     8 bytes
-//   0x01020304                     u32, in the writer's byte order (checked)
-//   channel count                  u32
-//   time count n                   u64
-//   times                          n x i64, Unix microseconds
+//   "BRSTAGE2"                     8 bytes
+//   channel count                  varint
+//   time count n                   varint
+//   times                          n varints: the change of the step from the
+//                                  one before (the first step counts from 0,
+//                                  the first time from 0)
 //   per channel:
-//     id length, id                u32, then NET.STA.LOC.CHAN
-//     kind                         u32: 1 = i32 values, 2 = f64 values
-//     value count (at most n)      u64
-//     values                       count x 4 or 8 bytes
-//
-// Only the merge of the same archive reads it, on a machine of the same
-// kind; the byte-order word refuses a file written elsewhere.
+//     id length, id                varint, then NET.STA.LOC.CHAN
+//     kind                         varint: 1 = integer values, 2 = f64 values
+//     value count (at most n)      varint
+//     values                       kind 1: varints of the difference to the
+//                                  value before (the first from 0);
+//                                  kind 2: count x 8 bytes, little-endian
 #pragma once
 
 #include <cstdint>
@@ -33,6 +36,17 @@ struct staged_content {
 
 // The file's bytes. Values that are all 32-bit integers are stored as such.
 std::string encode_staged(const staged_content &samples);
+
+// The same from a recording as read: times in Unix seconds (rounded to the
+// microsecond as miniSEED rounds them), per channel its raw counts
+// multiplied by `scale`.
+struct staged_source_channel {
+    std::string id;
+    const int32_t *raw;
+    std::size_t count;
+};
+std::string encode_staged(const std::vector<double> &times, const std::vector<staged_source_channel> &channels,
+                          long scale);
 
 // Reads the bytes back; false with `why` set when they are not such a file.
 bool decode_staged(const std::string &bytes, staged_content &samples, std::string &why);
