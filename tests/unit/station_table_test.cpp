@@ -2,6 +2,7 @@
 // into rows, and every fault of a bad table named by file, line and column.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -227,6 +228,26 @@ TEST(StationTable, UtcTimes) {
                             "2016-05-04T13:00:60Z", "2016-05-04T13:00:00", "2016-05-04T13:00:00.Z",
                             "2016-05-04T13:00:00+01:00", "2016-5-4T13:00:00Z", "2016-13-04T13:00:00Z", ""})
         EXPECT_FALSE(stationxml::parse_utc_time(bad, t)) << bad;
+}
+
+// The table that the README shows reads as it is.
+TEST(StationTable, ReadmeExampleReads) {
+    std::ifstream in(std::string(SOURCE_DIR) + "/README.md");
+    std::string line, table;
+    bool inside = false;
+    while (std::getline(in, line)) {
+        if (line.rfind("## ", 0) == 0) inside = line == "## Station metadata";
+        if (!inside) continue;
+        if (line.rfind("    network,station,", 0) == 0 || (!table.empty() && line.rfind("    ", 0) == 0))
+            table += line.substr(4) + "\n";
+        else if (!table.empty())
+            break;
+    }
+    ASSERT_FALSE(table.empty());
+    station_table t;
+    std::vector<std::string> faults;
+    EXPECT_TRUE(read_station_table("README.md", table, t, faults)) << faults.at(0);
+    EXPECT_EQ(t.rows.size(), 4u);
 }
 
 } // namespace
