@@ -127,6 +127,7 @@ TEST(SdsSamples, DropRepeatsKeepsTheEarliest) {
     fixture f;
     sample_list s = f.run(0, 5, 0.0, f.at20);
     sample_list t = f.run(-7, 5, 0.0, f.at20);
+    for (sds_sample &x : t) x.origin = 1; // another recording's
     s.insert(s.end(), t.begin(), t.end());
     sort_samples(s);
     drop_repeats(f.facts, s);

@@ -95,6 +95,22 @@ uint64_t fnv1a(const void *bytes, std::size_t n, uint64_t seed) {
     return h;
 }
 
+uint64_t content_hash(const void *bytes, std::size_t n) {
+    // FNV-1a over 64-bit words, then the tail byte by byte: eight times
+    // fewer steps over day files of megabytes.
+    const auto *p = static_cast<const unsigned char *>(bytes);
+    uint64_t h = 0xcbf29ce484222325ULL ^ n;
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        uint64_t word;
+        std::memcpy(&word, p + i, 8);
+        h ^= word;
+        h *= 0x100000001b3ULL;
+        h ^= h >> 29;
+    }
+    return fnv1a(p + i, n - i, h);
+}
+
 std::string hex64(uint64_t v) {
     char text[20];
     std::snprintf(text, sizeof text, "%016" PRIx64, v);

@@ -24,8 +24,10 @@ namespace fs = std::filesystem;
 
 fs::path book_of(const fs::path &top);
 
-// FNV-1a, 64 bits: names files by a path and checks day file contents.
+// FNV-1a, 64 bits: names files by a path.
 uint64_t fnv1a(const void *bytes, std::size_t n, uint64_t seed = 0xcbf29ce484222325ULL);
+// A hash of a day file's content, word by word.
+uint64_t content_hash(const void *bytes, std::size_t n);
 std::string hex64(uint64_t v);
 
 // The content of a small file, or empty with `missing` set.

@@ -188,7 +188,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(8u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(6u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -214,10 +214,13 @@ class merger {
     // The samples of a day file within [from, to], decoding only the records
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
-    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    // Writes the day file of these samples unless it holds them already in
+    // the same bytes; `gaps` receives the gaps in them.
+    bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples, std::size_t &gaps) const;
     // The records of a day file: the runs of day_runs, each record starting
     // at its first sample's own time, none reaching past midnight.
-    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples) const;
+    std::string pack_day(const channel_codes &codes, int64_t day, const sample_list &samples,
+                         const day_shape &shape) const;
 
     // One day file to merge: what the archive holds, what comes in, the
     // neighbouring days' samples near midnight, and the outcome.
@@ -228,6 +231,7 @@ class merger {
         sample_list incoming;
         sample_list context;
         std::vector<uint64_t> added;
+        std::size_t origins = 0; // recordings that bring samples
         bool written = false;
         std::size_t gaps = 0;
         std::string error;
@@ -237,6 +241,8 @@ class merger {
     // Reads the facts table only, so that the jobs of a day run at once.
     void run_day_job(day_job &job) const;
     void run_day_jobs(std::vector<day_job> &jobs) const;
+    // Counts what the jobs of a day wrote; ends with the first error.
+    void finish_day_jobs(std::vector<day_job> &jobs, int64_t d, merge_outcome &outcome);
     double widest_reach() const;
     // Whether a channel of a recording can conflict at all, judged from the
     // facts alone, so that most recordings are decided without decoding.
@@ -314,7 +320,7 @@ void merger::check_index() {
         }
         if (static_cast<uint64_t>(sb.st_size) == entry.size && mtime_ns_of(sb) == entry.mtime_ns) continue;
         const std::string bytes = read_text(path);
-        const uint64_t hash = fnv1a(bytes.data(), bytes.size());
+        const uint64_t hash = content_hash(bytes.data(), bytes.size());
         if (bytes.size() == entry.size && hash == entry.hash) {
             // The rename went through; its time was not noted yet.
         } else if (entry.has_prev && !entry.prev_absent && bytes.size() == entry.prev_size &&
@@ -589,12 +595,13 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     write_text(staging_dir(m_top, run) / "plan", plan);
 }
 
-std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
-    const mseed_encoding encoding = day_encoding(samples);
+std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples,
+                             const day_shape &shape) const {
+    const mseed_encoding encoding = shape.encoding;
     const int64_t day_end = day_start_us(d + 1);
     std::vector<double> values;
     std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
-    std::vector<std::pair<std::size_t, std::size_t>> runs = day_runs(m_facts, samples);
+    std::vector<std::pair<std::size_t, std::size_t>> runs = shape.runs;
     for (;;) {
         std::string bytes;
         int sequence = 1;
@@ -649,12 +656,14 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
     }
 }
 
-bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples) const {
+bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list &samples, std::size_t &gaps) const {
     const std::string rel = day_file_path(codes, d);
     const std::string name = day_file_name(codes, d);
     const fs::path path = m_top / rel;
 
-    const std::string bytes = pack_day(codes, d, samples);
+    const day_shape shape = survey_day(m_facts, samples);
+    gaps = shape.gaps;
+    const std::string bytes = pack_day(codes, d, samples, shape);
     bool missing = false;
     const std::string old = read_text(path, &missing);
     if (!missing && old == bytes) return false; // the same bytes: the file stays as it is
@@ -663,20 +672,15 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     const bool indexed = read_day_entry(m_top, name, entry);
     day_entry next;
     next.size = bytes.size();
-    next.hash = fnv1a(bytes.data(), bytes.size());
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        const sample_facts &f = m_facts[samples[i].facts];
-        if (i > 0 && (samples[i - 1].facts == samples[i].facts || same_facts(m_facts[samples[i - 1].facts], f)))
-            next.spans.back().last = samples[i].t;
-        else
-            next.spans.push_back({samples[i].t, samples[i].t, f});
-    }
+    next.hash = content_hash(bytes.data(), bytes.size());
+    for (const auto &[begin, end] : shape.fact_runs)
+        next.spans.push_back({samples[begin].t, samples[end - 1].t, m_facts[samples[begin].facts]});
     next.has_prev = true;
     if (missing) {
         next.prev_absent = true;
     } else {
         next.prev_size = old.size();
-        next.prev_hash = fnv1a(old.data(), old.size());
+        next.prev_hash = content_hash(old.data(), old.size());
         if (indexed) next.prev_spans = entry.spans;
     }
     write_day_entry(m_top, name, next);
@@ -715,16 +719,37 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
     m_added.clear();
     m_origin_of.clear();
     m_origins.clear();
+    // The last day each accepted recording reaches: after it, its staged
+    // samples are not needed again.
+    std::map<std::size_t, int64_t> last_day;
+    for (const auto &[d, channels] : reached)
+        for (const auto &[id, recs] : channels)
+            for (std::size_t r : recs) last_day[r] = d;
+    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
     for (const auto &[d, channels] : reached) {
         // Gathered one after another (the caches and the facts table are
-        // this thread's), then merged and written channel by channel on
-        // every core: a day file depends only on its own channel and day.
-        std::vector<day_job> jobs;
-        for (const auto &[id, recs] : channels) {
-            day_job job = gather(run, d, id, codes_of[id], recs);
-            if (!job.incoming.empty()) jobs.push_back(std::move(job));
+        // this thread's), then merged and written on every core, as many
+        // day files at a time as there are cores: a day file depends only
+        // on its own channel and day.
+        std::vector<std::pair<std::string, const std::vector<std::size_t> *>> todo;
+        for (const auto &[id, recs] : channels) todo.emplace_back(id, &recs);
+        for (std::size_t at = 0; at < todo.size(); at += cores) {
+            std::vector<day_job> jobs;
+            for (std::size_t k = at; k < std::min(todo.size(), at + cores); ++k) {
+                day_job job = gather(run, d, todo[k].first, codes_of[todo[k].first], *todo[k].second);
+                if (!job.incoming.empty()) jobs.push_back(std::move(job));
+            }
+            run_day_jobs(jobs);
+            finish_day_jobs(jobs, d, outcome);
         }
-        run_day_jobs(jobs);
+        for (const auto &[r, last] : last_day)
+            if (last == d) m_staged.forget(run + "/" + m_accepted[r].key);
+    }
+    outcome.channels = m_written_channels.size();
+}
+
+void merger::finish_day_jobs(std::vector<day_job> &jobs, int64_t d, merge_outcome &outcome) {
+    {
         for (day_job &job : jobs) {
             if (!job.error.empty()) throw std::runtime_error(job.error);
             for (std::size_t o = 0; o < job.added.size(); ++o) {
@@ -738,7 +763,6 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
             outcome.gaps += job.gaps;
         }
     }
-    outcome.channels = m_written_channels.size();
 }
 
 merger::day_job merger::gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
@@ -746,6 +770,7 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
     day_job job;
     job.codes = codes;
     job.day = d;
+    job.origins = recs.size();
     std::size_t expected = 0;
     for (std::size_t r : recs)
         for (const recording_channel &c : m_accepted[r].facts.channels)
@@ -781,19 +806,25 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
 
 void merger::run_day_job(day_job &job) const {
     try {
-        drop_repeats(m_facts, job.incoming);
+        // One recording's own samples never repeat (it would conflict with itself).
+        if (job.origins > 1) drop_repeats(m_facts, job.incoming);
         if (job.merged.empty() && job.context.empty()) {
             // A new day file of these samples alone: they are taken over whole.
-            for (const sds_sample &n : job.incoming) {
-                if (job.added.size() <= n.origin) job.added.resize(n.origin + 1, 0);
-                ++job.added[n.origin];
+            if (job.origins == 1 && !job.incoming.empty()) {
+                const uint32_t o = job.incoming.front().origin;
+                job.added.resize(o + 1, 0);
+                job.added[o] += job.incoming.size();
+            } else {
+                for (const sds_sample &n : job.incoming) {
+                    if (job.added.size() <= n.origin) job.added.resize(n.origin + 1, 0);
+                    ++job.added[n.origin];
+                }
             }
             job.merged.swap(job.incoming);
         } else if (!merge_samples(m_facts, job.merged, job.context, job.incoming, &job.added)) {
             return;
         }
-        job.written = write_day(job.codes, job.day, job.merged);
-        if (job.written) job.gaps = count_gaps(m_facts, job.merged);
+        job.written = write_day(job.codes, job.day, job.merged, job.gaps);
     } catch (const std::exception &e) {
         job.error = e.what();
     }

@@ -98,7 +98,9 @@ std::optional<time_span> find_conflict(const facts_table &facts, const sample_li
 void drop_repeats(const facts_table &facts, sample_list &sorted) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < sorted.size(); ++i) {
-        if (kept > 0 && same_sample(facts, sorted[kept - 1], sorted[i])) continue;
+        // A recording's own samples never repeat (it would conflict with itself).
+        if (kept > 0 && sorted[kept - 1].origin != sorted[i].origin && same_sample(facts, sorted[kept - 1], sorted[i]))
+            continue;
         sorted[kept++] = sorted[i];
     }
     sorted.resize(kept);
@@ -177,51 +179,65 @@ int64_t day_of(int64_t t_us) {
     return t_us >= 0 ? t_us / DAY : -((-t_us + DAY - 1) / DAY);
 }
 
-mseed_encoding day_encoding(const sample_list &sorted) {
-    bool small_differences = true;
+day_shape survey_day(const facts_table &facts, const sample_list &sorted) {
+    day_shape shape;
+    bool integers = true, small_differences = true;
     int32_t previous = 0;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        int32_t v;
-        if (!as_int32(sorted[i].value, v)) return mseed_encoding::FLOAT64;
-        if (i > 0) {
-            const int64_t d = int64_t{v} - int64_t{previous};
-            small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+    std::size_t run_begin = 0, facts_begin = 0;
+    for (std::size_t i = 0; i <= sorted.size(); ++i) {
+        const bool last = i == sorted.size();
+        if (!last && integers) {
+            int32_t v;
+            if (!as_int32(sorted[i].value, v)) {
+                integers = false;
+            } else {
+                if (i > 0) {
+                    const int64_t d = int64_t{v} - int64_t{previous};
+                    small_differences = small_differences && d >= STEIM2_MIN_DIFFERENCE && d <= STEIM2_MAX_DIFFERENCE;
+                }
+                previous = v;
+            }
         }
-        previous = v;
+        if (i == 0) continue;
+        bool other_facts = last, cut = last;
+        if (!last) {
+            const sds_sample &a = sorted[i - 1], &b = sorted[i];
+            other_facts = a.facts != b.facts && !same_facts(facts[a.facts], facts[b.facts]);
+            const double half_a = facts.half_interval(a.facts);
+            const double step = static_cast<double>(b.t - a.t);
+            // A run of records: the step differs from the interval by half an
+            // interval at most, and the facts stay.
+            cut = other_facts || !(std::fabs(step - 2.0 * half_a) <= half_a);
+            // A gap: more than 1.5 intervals of the slower rate.
+            if (step > 3.0 * std::max(half_a, facts.half_interval(b.facts))) ++shape.gaps;
+        }
+        if (cut) {
+            shape.runs.emplace_back(run_begin, i);
+            run_begin = i;
+        }
+        if (other_facts) {
+            shape.fact_runs.emplace_back(facts_begin, i);
+            facts_begin = i;
+        }
     }
-    return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
+    shape.encoding = !integers ? mseed_encoding::FLOAT64
+                               : small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
+    return shape;
+}
+
+mseed_encoding day_encoding(const sample_list &sorted) {
+    // The encoding alone needs no facts.
+    facts_table none;
+    sample_list values(sorted);
+    const uint32_t only = none.id_of({1.0, 0.0, 0.0});
+    for (sds_sample &s : values) s.facts = only;
+    return survey_day(none, values).encoding;
 }
 
 std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &facts, const sample_list &sorted) {
-    std::vector<std::pair<std::size_t, std::size_t>> runs;
-    std::size_t begin = 0;
-    for (std::size_t i = 1; i <= sorted.size(); ++i) {
-        bool cut = i == sorted.size();
-        if (!cut) {
-            const sds_sample &a = sorted[i - 1], &b = sorted[i];
-            if (a.facts != b.facts && !same_facts(facts[a.facts], facts[b.facts])) {
-                cut = true;
-            } else {
-                // The step may differ from the interval by half an interval at most.
-                const double half = facts.half_interval(a.facts);
-                const double deviation = std::fabs(static_cast<double>(b.t - a.t) - 2.0 * half);
-                cut = !(deviation <= half);
-            }
-        }
-        if (cut) {
-            if (i > begin) runs.emplace_back(begin, i);
-            begin = i;
-        }
-    }
-    return runs;
+    return survey_day(facts, sorted).runs;
 }
 
 std::size_t count_gaps(const facts_table &facts, const sample_list &sorted) {
-    std::size_t gaps = 0;
-    for (std::size_t i = 1; i < sorted.size(); ++i) {
-        // 1.5 intervals of the slower rate: three of its half intervals.
-        const double half = std::max(facts.half_interval(sorted[i - 1].facts), facts.half_interval(sorted[i].facts));
-        if (static_cast<double>(sorted[i].t - sorted[i - 1].t) > 3.0 * half) ++gaps;
-    }
-    return gaps;
+    return survey_day(facts, sorted).gaps;
 }

@@ -12,6 +12,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <new>
+#include <utility>
 #include <optional>
 #include <vector>
 
@@ -42,12 +45,26 @@ class facts_table {
 };
 
 struct sds_sample {
-    int64_t t;           // Unix microseconds
+    int64_t t;       // Unix microseconds
     double value;
-    uint32_t facts;      // row of the facts_table
-    uint32_t origin = 0; // which recording brought it (the caller's numbering)
+    uint32_t facts;  // row of the facts_table
+    uint32_t origin; // which recording brought it (the caller's numbering)
 };
-using sample_list = std::vector<sds_sample>;
+
+// Leaves elements that a vector grows by uninitialised instead of zeroing
+// them: lists of millions of samples are written right after they grow.
+template <class T> struct uninitialised_allocator : std::allocator<T> {
+    template <class U> struct rebind {
+        using other = uninitialised_allocator<U>;
+    };
+    uninitialised_allocator() = default;
+    template <class U> uninitialised_allocator(const uninitialised_allocator<U> &) noexcept {}
+    template <class U> void construct(U *p) noexcept { ::new (static_cast<void *>(p)) U; }
+    template <class U, class... Args> void construct(U *p, Args &&...args) {
+        ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+    }
+};
+using sample_list = std::vector<sds_sample, uninitialised_allocator<sds_sample>>;
 
 // Half an interval in microseconds between two samples: the longer interval
 // of the two rates.
@@ -111,3 +128,14 @@ std::vector<std::pair<std::size_t, std::size_t>> day_runs(const facts_table &fac
 
 // Gaps in a sorted list: neighbours further apart than 1.5 intervals.
 std::size_t count_gaps(const facts_table &facts, const sample_list &sorted);
+
+// All that a day file needs of its sorted samples, in one pass: the
+// encoding (day_encoding), the runs of records (day_runs), the gaps
+// (count_gaps) and the stretches of samples that share their facts.
+struct day_shape {
+    mseed_encoding encoding = mseed_encoding::STEIM2;
+    std::vector<std::pair<std::size_t, std::size_t>> runs;
+    std::size_t gaps = 0;
+    std::vector<std::pair<std::size_t, std::size_t>> fact_runs;
+};
+day_shape survey_day(const facts_table &facts, const sample_list &sorted);
