@@ -11,7 +11,7 @@ trap 'rm -rf "$work"' EXIT
 cd "$work"
 
 rm -rf "$out"
-for t in vx24 probe tm4 comment_reader vx16 comment_grammar file_name_date argument_list run; do
+for t in vx24 probe tm4 comment_reader vx16 comment_grammar file_name_date argument_list run station_table; do
   mkdir -p "$out/$t"
 done
 
@@ -67,6 +67,17 @@ printf '\001recording.dat' > "$out/file_name_date/no_date"
 printf -- '-c\na.dat\n#note\nb.dat\n' > "$out/argument_list/list"
 printf -- '-2\r\n\n--quiet\n$args\n' > "$out/argument_list/crlf_and_self"
 printf -- '@missing\n-l\n100\n' > "$out/argument_list/missing"
+
+# Station tables: plain, and as a spreadsheet saves them (byte-order mark,
+# CRLF, quotes), with the optional column and open and closed rows.
+header=network,station,location,latitude,longitude,elevation,depth,azimuth,dip,sensitivity,frequency,start,end,site
+printf '%s\n' "$header" 'XX,REA1,,60.1,17.5,40,,,,0.0025,1,,2016-05-04T13:31:00Z,Old hut' \
+  'XX,REA1,,60.2,17.6,41,0.5,,,0.005,1,2016-05-04T13:31:00Z,,' ',REA2,,60.3,17.7,42,,0,-90,0.0025,2,,,' \
+  ',REA3,,60.4,17.8,43,,,,0.004,1,,,' > "$out/station_table/plain"
+printf '\357\273\277%s,counts_per_volt\r\n' "$header" > "$out/station_table/spreadsheet"
+printf '%s\r\n' ',REA1,,60.1,17.5,40,,,,0.0025,1,,,"Hut, ""north""",3276.8' \
+  ',REA2,,60.2,17.5,40,,,,0.0025,1,2016-05-04T13:30:30.25Z,,,' ',REA3,,60.3,17.5,40,,,,0.0025,1,,,,' \
+  >> "$out/station_table/spreadsheet"
 
 # Conversion runs: six option bytes, then the recording. Byte 5 bits 3 to 5
 # pick the input name (0 rec.vx24, 1 tree .dat, 2 .txt, 3 rec.tm4, 4 .dat);

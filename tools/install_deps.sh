@@ -3,6 +3,7 @@
 # missing, and does nothing when everything is there:
 # - the compiler, CMake and GoogleTest;
 # - libmseed (miniSEED output) and mseed2sac (an independent reader in tests);
+# - libxml2 (the StationXML writer) and xmllint (the tests validate with it);
 # - GNU parallel (the archive driver) and gnuplot (quick-look pictures);
 # - man-db and groff for the manual page test, numpy and pandas for the test
 #   that runs the README's loading recipes;
@@ -17,6 +18,8 @@ command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 [ -f /usr/include/libmseed.h ] || need+=(libmseed-dev)
 command -v mseed2sac >/dev/null || need+=(mseed2sac)
+[ -f /usr/include/libxml2/libxml/xmlwriter.h ] || need+=(libxml2-dev)
+command -v xmllint >/dev/null || need+=(libxml2-utils)
 # GNU parallel: moreutils ships another program under the same name.
 parallel --version 2>/dev/null | grep '^GNU parallel' >/dev/null || need+=(parallel)
 # The archive driver's tests end a whole session with pkill.

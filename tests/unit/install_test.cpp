@@ -116,6 +116,12 @@ void check_installed_tree(const fs::path &root, const fs::path &io_dir, const fs
     const fs::path archive = root / "bin" / "brantel-archive";
     ASSERT_TRUE(is_executable_file(archive)) << archive;
     EXPECT_EQ(read_file(archive), read_file(fs::path(SOURCE_DIR) / "scripts" / "brantel-archive"));
+    // brantel-stationxml, the station metadata of an archive, goes beside it too.
+    const fs::path stationxml = root / "bin" / "brantel-stationxml";
+    ASSERT_TRUE(is_executable_file(stationxml)) << stationxml;
+    const command_result version = run_shell(sh_quote(stationxml.string()) + " --version", io_dir);
+    EXPECT_EQ(version.status, 0) << version.err;
+    EXPECT_EQ(version.out, "brantel-stationxml 1.74\n");
     ASSERT_TRUE(fs::is_regular_file(page)) << page;
     EXPECT_EQ(read_file(page), read_file(fs::path(SOURCE_DIR) / "doc" / "brantel.1"));
 
