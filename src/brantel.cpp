@@ -29,6 +29,7 @@
 #include "write_plot.h"
 #include "process_exit.h"
 #include "sds_run.h"
+#include "kept_facts.h"
 
 namespace {
 
@@ -50,7 +51,8 @@ enum {
     OPT_RECORD_LENGTH = 269,
     OPT_SDS = 270,
     OPT_SDS_STAGE = 271,
-    OPT_SDS_MERGE = 272
+    OPT_SDS_MERGE = 272,
+    OPT_FACTS = 273
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -95,6 +97,7 @@ const struct option long_opts[] = {
     {"sds", required_argument, nullptr, OPT_SDS},
     {"sds-stage", required_argument, nullptr, OPT_SDS_STAGE},
     {"sds-merge", required_argument, nullptr, OPT_SDS_MERGE},
+    {"facts", required_argument, nullptr, OPT_FACTS},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -194,6 +197,7 @@ void apply_option(int c, char* prog) {
         break;
     case OPT_SDS_STAGE: sds_stage_run = optarg; break;
     case OPT_SDS_MERGE: sds_merge_run = optarg; break;
+    case OPT_FACTS: facts_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;
@@ -290,6 +294,7 @@ int brantel_main(int argc, char** argv) {
         apply_option(c, argv[0]);
     }
     if (sds_directory != nullptr) refuse_options_beside_sds(given);
+    if (facts_directory != nullptr) refuse_options_beside_facts();
     if ((sds_stage_run != nullptr || sds_merge_run != nullptr) && sds_directory == nullptr)
         exit_with_line("Error: --sds-stage and --sds-merge go with --sds DIR\n");
 

@@ -5,6 +5,7 @@
 
 #include "brantel.h"
 #include "conditioning.h"
+#include "kept_facts.h"
 #include "miniseed.h"
 #include "mseed_segments.h"
 #include "run_state.h"
@@ -47,6 +48,7 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
 
     long start_i = find_window_start(st);
     write_outputs(names, st, start_i);
+    keep_facts(st.facts);
 
     samples = 0;
     snippet_length = given_length;

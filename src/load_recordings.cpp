@@ -19,6 +19,7 @@
 #include "vxfil/huge_pages.h"
 #include "vxfil/sample_count_hint.h"
 #include "open_recording.h"
+#include "recording_description.h"
 #include "vxfil/vxdetect.h"
 #include "process_exit.h"
 
@@ -109,6 +110,8 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
         }
         std::cerr << times.size() << " & " << time_array.size() << "\n";
         check_channels(*rec, path, data.size());
+        if (facts_directory != nullptr)
+            st.facts.push_back(describe_recording(*rec, path, "mirror", mseed_network, st.station, st.freq));
 
         // The recording's own vectors are given up as soon as they are copied,
         // so that at no time two full copies of the samples are alive. A first

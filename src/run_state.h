@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "series.h"
+#include "sds_index.h"
 #include "settings.h"
 
 struct run_state {
@@ -26,6 +27,9 @@ struct run_state {
     // Binary miniSEED only: where the input series' time axis jumps, taken
     // before conditioning (see mseed_segments.h).
     std::vector<long> segment_breaks;
+    // With --facts: the facts of every recording of the run, kept once its
+    // outputs are written.
+    std::vector<sds::recording_facts> facts;
 };
 
 // Reads every named recording and appends it to data and time_array.

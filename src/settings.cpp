@@ -31,6 +31,7 @@ long mseed_record_length;
 const char* sds_directory;
 const char* sds_stage_run;
 const char* sds_merge_run;
+const char* facts_directory;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -63,6 +64,7 @@ void reset_settings() {
     sds_directory = nullptr;
     sds_stage_run = nullptr;
     sds_merge_run = nullptr;
+    facts_directory = nullptr;
 }
 
 namespace {

@@ -74,6 +74,10 @@ extern const char* sds_directory;
 // for RUN's merge, or only merge what RUN staged; null: both in one go.
 extern const char* sds_stage_run;
 extern const char* sds_merge_run;
+// --facts DIR: keep the facts of every converted recording in DIR's
+// bookkeeping (DIR/.brantel-archive/recordings/), as an SDS archive keeps
+// them, for the station metadata of a mirrored archive; null: keep none.
+extern const char* facts_directory;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

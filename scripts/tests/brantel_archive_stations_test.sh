@@ -6,7 +6,8 @@
 # change and the re-siting; a rerun leaves it as it is; an edited table takes
 # effect without --restart; a bad table is refused before anything is
 # written; samples no row covers are named and leave no document; options
-# that change the samples and mirror mode are refused.
+# that change the samples are refused; a mirror converted with --mseed gets
+# the same document.
 #
 #   brantel_archive_stations_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_STATIONXML SCHEMA
 set -u
@@ -131,10 +132,29 @@ for opt in "-z 2" "-u 2" "-f" "-of"; do
     check "--stations refuses $opt" [ "$status" -eq 1 ]
     check "--stations refuses $opt in one line" [ "$(cat run.err)" = "brantel-archive: --stations cannot be used with -$letter: the samples would not be the counts that stations.xml describes" ]
 done
-run --stations "table one.csv" src mirror -- --mseed
-check "--stations refused in mirror mode" [ "$status" -eq 1 ]
-check "mirror refusal in one line" [ "$(cat run.err)" = "brantel-archive: --stations needs --sds: it describes an SDS tree, and a mirror keeps no facts of its recordings" ]
-check "refusals write nothing" [ ! -e refused ] && [ ! -e mirror ]
+run --stations "table one.csv" src refused -- --slist
+check "--stations refused without miniSEED" [ "$status" -eq 1 ]
+check "miniSEED refusal in one line" [ "$(cat run.err)" = "brantel-archive: --stations needs miniSEED output: give --sds, or -- --mseed for a mirror" ]
+run --stations "table one.csv" src refused -- --mseed -o
+check "--stations refuses -o in a mirror" [ "$status" -eq 1 ]
+check "-o refusal in one line" [ "$(cat run.err)" = "brantel-archive: --stations in a mirror needs the recordings' own samples: -o, -s, -l and -n cannot be used with it" ]
+check "refusals write nothing" [ ! -e refused ]
+
+# Mirror mode: the same recordings converted file by file with --mseed give
+# the same document, at OUTPUT's top beside the outputs.
+run --stations "table one.csv" src mirror -- --quiet --mseed
+check "mirror run succeeds" [ "$status" -eq 0 ]
+check "mirror: stations.xml at OUTPUT's top" test -f mirror/stations.xml
+check "mirror: the document equals the tree's but for Created" \
+    cmp -s <(grep -v '<Created>' first.xml) <(grep -v '<Created>' mirror/stations.xml)
+check "mirror: nothing but outputs and the document outside the bookkeeping" \
+    [ -z "$(cd mirror && find . -path ./.brantel-archive -prune -o -type f ! -name '*.mseed' ! -path ./stations.xml -print)" ]
+# --stations added to a later run of a mirror converted without it.
+run src mirror2 -- --quiet --mseed
+run --stations "table one.csv" src mirror2 -- --quiet --mseed
+check "mirror: --stations added later needs no --restart" [ "$status" -eq 0 ]
+check "mirror: the later document equals the first" \
+    cmp -s <(grep -v '<Created>' first.xml) <(grep -v '<Created>' mirror2/stations.xml)
 
 # A run without --stations that files new samples removes the document that
 # no longer covers the tree.

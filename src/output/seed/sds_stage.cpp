@@ -14,6 +14,7 @@
 #include "mseed_records.h"
 #include "mseed_segments.h"
 #include "open_recording.h"
+#include "recording_description.h"
 #include "process_exit.h"
 
 namespace sds {
@@ -42,43 +43,15 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     if (!times.empty()) check_rate(*rec, path);
     check_channels(*rec, path, rec->m_header.num_channels());
 
-    recording_facts facts;
-    facts.path = path.string();
-    facts.run = run;
     std::vector<staged_source_channel> staged;
-    if (!times.empty()) {
-        refuse_unwritable(*rec, path);
-        const double rate = rec->get_frequency();
-        const std::string station = rec->station_name();
-        // The continuous stretches: where the time axis jumps by more than
-        // half an interval, as the segments of the miniSEED layout.
-        const std::vector<long> breaks = segment_breaks(times, rate);
-        const std::vector<sample_range> segments =
-            window_segments(breaks, 1, static_cast<long>(times.size()), 0, static_cast<long>(times.size()));
-        for (const VxFil::vx_channel &ch : rec->m_channels) {
-            const VxFil::data_channel_type &raw = rec->m_data.at(ch.m_channel);
-            const std::size_t n = std::min(raw.size(), times.size());
-            if (n == 0) continue;
-            recording_channel c;
-            c.codes = {request.network, station_code(station, ch.m_channel), "", channel_code(rate)};
-            if (c.codes.station.size() > MAX_STATION_CODE)
-                exit_with_line(long_station_code_line(c.codes.station, rec->m_header.num_channels(), quoted(path)));
-            c.rate = rate;
-            c.volts_per_count = ch.m_v_max;
-            c.gain = ch.m_ext_gain;
-            c.first = microseconds_of(times[0]);
-            c.last = microseconds_of(times[n - 1]);
-            c.samples = n;
-            for (const sample_range &seg : segments) {
-                const auto first = static_cast<std::size_t>(seg.begin);
-                const std::size_t end = std::min(static_cast<std::size_t>(seg.end), n);
-                if (first < end)
-                    c.spans.push_back({microseconds_of(times[first]), microseconds_of(times[end - 1]), end - first});
-            }
-            staged.push_back({c.codes.id(), raw.data(), n});
-            facts.channels.push_back(std::move(c));
-        }
-    }
+    if (!times.empty()) refuse_unwritable(*rec, path);
+    const recording_facts facts =
+        times.empty() ? recording_facts{path.string(), run, {}}
+                      : describe_recording(*rec, path, run, request.network, rec->station_name(), rec->get_frequency());
+    for (const recording_channel &c : facts.channels)
+        for (const VxFil::vx_channel &ch : rec->m_channels)
+            if (station_code(rec->station_name(), ch.m_channel) == c.codes.station)
+                staged.push_back({c.codes.id(), rec->m_data.at(ch.m_channel).data(), static_cast<std::size_t>(c.samples)});
     const fs::path dir = staging_dir(top, run);
     const std::string key = recording_key(facts.path);
     // The samples first, the facts last: a staged recording without its facts
