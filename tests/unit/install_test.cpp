@@ -122,6 +122,14 @@ void check_installed_tree(const fs::path &root, const fs::path &io_dir, const fs
     const command_result version = run_shell(sh_quote(stationxml.string()) + " --version", io_dir);
     EXPECT_EQ(version.status, 0) << version.err;
     EXPECT_EQ(version.out, "brantel-stationxml 1.74\n");
+    // brantel-lock, which holds the archive driver's lock, goes beside it too
+    // and takes and gives up a lock.
+    const fs::path lock = root / "bin" / "brantel-lock";
+    ASSERT_TRUE(is_executable_file(lock)) << lock;
+    const command_result locked =
+        run_shell(sh_quote(lock.string()) + " " + sh_quote((work_dir / "lock").string()) + " echo held", io_dir);
+    EXPECT_EQ(locked.status, 0) << locked.err;
+    EXPECT_EQ(locked.out, "held\n");
     ASSERT_TRUE(fs::is_regular_file(page)) << page;
     EXPECT_EQ(read_file(page), read_file(fs::path(SOURCE_DIR) / "doc" / "brantel.1"));
 
