@@ -26,18 +26,7 @@ cp "$archive" "$brantel" "$lock" "$stationxml" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 cd "$work" || exit 1
 
-passed=0
-failed=0
-check() { # check DESCRIPTION COMMAND...
-    local what=$1
-    shift
-    if "$@"; then
-        passed=$((passed + 1))
-    else
-        failed=$((failed + 1))
-        echo "FAILED: $what" >&2
-    fi
-}
+. "$(cd "$(dirname "$0")" && pwd)/check_support.sh"
 
 # Four recordings of 64 s at 16 Hz from 2016-05-04T13:30:00Z, one after the
 # other: gain setting 2 (external gain 20), then 3 (external gain 30).
