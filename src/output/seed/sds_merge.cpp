@@ -148,8 +148,10 @@ int64_t record_end(const seed_record &r) {
 // sample when it lies within half an interval of it at nearly its rate.
 // (Stretches with other facts lie further apart, or their samples would
 // conflict.)
-std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t) {
-    for (std::size_t k = 0; k < entry.spans.size(); ++k) {
+std::size_t span_at(const day_entry &entry, const seed_record &r, int64_t t, std::size_t hint = 0) {
+    // Samples come in time order: the stretch of the sample before is tried first.
+    for (std::size_t j = 0; j < entry.spans.size(); ++j) {
+        const std::size_t k = (hint + j) % entry.spans.size();
         const day_span &s = entry.spans[k];
         const double half = 0.5e6 / s.facts.rate;
         const bool near_rate = std::fabs(s.facts.rate - r.rate) <= 1e-6 * s.facts.rate;
@@ -188,7 +190,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(6u << 20), m_staged(6u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(8u << 20), m_staged(6u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -422,14 +424,24 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
                     throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." +
                                              r.station + "." + r.location + "." + r.channel);
                 if (!(r.rate > 0.0)) throw std::runtime_error("\"" + path.string() + "\" holds a record without rate");
+                // The stretch found for a sample holds the next ones up to its
+                // end (half an interval beyond its last sample).
                 uint32_t facts = NO_ORIGIN;
                 std::size_t span = static_cast<std::size_t>(-1);
-                for (std::size_t i = 0; i < r.samples.size(); ++i) {
+                int64_t span_end = INT64_MIN;
+                const std::size_t n = r.samples.size();
+                const std::size_t before = content.samples.size();
+                content.samples.resize(before + n);
+                for (std::size_t i = 0; i < n; ++i) {
                     const int64_t t = sample_time(r, i);
-                    const std::size_t now = span_at(entry, r, t);
-                    if (facts == NO_ORIGIN || now != span) facts = m_facts.id_of(facts_at(entry, r, t));
-                    span = now;
-                    content.samples.push_back({t, r.samples[i], facts, NO_ORIGIN});
+                    if (facts == NO_ORIGIN || span == static_cast<std::size_t>(-1) || t > span_end) {
+                        span = span_at(entry, r, t, span == static_cast<std::size_t>(-1) ? 0 : span);
+                        facts = m_facts.id_of(facts_at(entry, r, t));
+                        span_end = span == static_cast<std::size_t>(-1)
+                                       ? INT64_MIN
+                                       : entry.spans[span].last + static_cast<int64_t>(0.5e6 / entry.spans[span].facts.rate);
+                    }
+                    content.samples[before + i] = {t, r.samples[i], facts, NO_ORIGIN};
                 }
             });
             sort_samples(content.samples);
@@ -447,8 +459,10 @@ sample_list merger::tree_samples(const channel_codes &codes, int64_t first, int6
     for (int64_t d = day_of(first); d <= day_of(last); ++d) {
         const auto c = day(codes, d);
         if (!c->trouble.empty() && trouble.empty()) trouble = c->trouble;
-        for (const sds_sample &s : c->samples)
-            if (s.t >= first && s.t <= last) out.push_back(s);
+        // A day's samples are sorted: only the stretch asked for is copied.
+        const auto by_t = [](const sds_sample &a, int64_t t) { return a.t < t; };
+        auto it = std::lower_bound(c->samples.begin(), c->samples.end(), first, by_t);
+        for (; it != c->samples.end() && it->t <= last; ++it) out.push_back(*it);
     }
     return out;
 }
