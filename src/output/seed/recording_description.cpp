@@ -34,8 +34,10 @@ sds::recording_facts describe_recording(const VxFil::Vxfil_Base &rec, const std:
         c.rate = rec.get_frequency();
         c.volts_per_count = ch.m_v_max;
         c.gain = ch.m_ext_gain;
-        c.first = microseconds_of(times[0]);
-        c.last = microseconds_of(times[n - 1]);
+        // The earliest and the latest sample: a time axis may step back.
+        const auto [lo, hi] = std::minmax_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(n));
+        c.first = microseconds_of(*lo);
+        c.last = microseconds_of(*hi);
         c.samples = n;
         c.filed = n; // a merge into an SDS archive counts again what it adds
         for (const sample_range &seg : segments) {

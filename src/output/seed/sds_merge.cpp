@@ -190,7 +190,7 @@ int64_t mtime_ns_of(const struct stat &sb) {
 class merger {
   public:
     merger(const fs::path &top, int record_length)
-        : m_top(top), m_record_length(record_length), m_days(8u << 20), m_staged(6u << 20) {}
+        : m_top(top), m_record_length(record_length), m_days(12u << 20), m_staged(6u << 20) {}
 
     // Removes temporary files that a killed merge left in the archive.
     void remove_stale_temporaries();
@@ -284,7 +284,9 @@ double merger::widest_reach() const {
     double widest = 0.0;
     for (std::size_t i = 0; i < m_facts.size(); ++i)
         widest = std::max(widest, 0.5e6 / m_facts[static_cast<uint32_t>(i)].rate);
-    return std::ceil(widest);
+    // Rates are at least 1e-9 (a day file's records are checked for it), so
+    // this only bounds what a search may span.
+    return std::min(std::ceil(widest), 1e15);
 }
 
 void merger::remove_stale_temporaries() {
@@ -423,7 +425,12 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
                 if (channel_codes{r.network, r.station, r.location, r.channel} != codes)
                     throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." +
                                              r.station + "." + r.location + "." + r.channel);
-                if (!(r.rate > 0.0)) throw std::runtime_error("\"" + path.string() + "\" holds a record without rate");
+                if (!writable_rate(r.rate))
+                    throw std::runtime_error("\"" + path.string() + "\" holds a record without a usable rate");
+                if (r.start_us < day_start_us(d) || r.start_us >= day_start_us(d + 1) ||
+                    (r.count > 1 && static_cast<double>(r.count - 1) * 1e6 / r.rate >=
+                                        static_cast<double>(day_start_us(d + 1) - r.start_us)))
+                    throw std::runtime_error("\"" + path.string() + "\" holds a record of another day");
                 // The stretch found for a sample holds the next ones up to its
                 // end (half an interval beyond its last sample).
                 uint32_t facts = NO_ORIGIN;
@@ -455,6 +462,17 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
 }
 
 sample_list merger::tree_samples(const channel_codes &codes, int64_t first, int64_t last, std::string &trouble) {
+    // The days within reach of the stretch; reading them may bring slower
+    // rates and so a wider reach, until the reach stays.
+    int64_t reach = static_cast<int64_t>(widest_reach());
+    for (;;) {
+        for (int64_t d = day_of(first - reach); d <= day_of(last + reach); ++d) day(codes, d);
+        const auto wider = static_cast<int64_t>(widest_reach());
+        if (wider <= reach) break;
+        reach = wider;
+    }
+    first -= reach;
+    last += reach;
     sample_list out;
     for (int64_t d = day_of(first); d <= day_of(last); ++d) {
         const auto c = day(codes, d);
@@ -502,8 +520,9 @@ bool merger::could_conflict(const staged_recording &rec, const recording_channel
     std::sort(spans.begin(), spans.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
     for (std::size_t i = 1; i < spans.size(); ++i)
         if (static_cast<double>(spans[i].first - spans[i - 1].last) < half) return true;
-    // The archive: only a day file that exists can hold samples.
-    for (int64_t d = day_of(first); d <= day_of(last); ++d)
+    // The archive: only a day file that exists can hold samples. Its rates
+    // are not known before it is read: the neighbouring days count too.
+    for (int64_t d = day_of(first) - 1; d <= day_of(last) + 1; ++d)
         if (m_days.find(day_file_path(c.codes, d)) || fs::exists(m_top / day_file_path(c.codes, d))) return true;
     // The recordings accepted before it in this merge.
     (void)rec;
@@ -543,6 +562,11 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     m_accepted_spans.clear();
     m_refused.clear();
     m_conflicted.clear();
+    // Every rate of the run is known before any recording is decided, so
+    // that the reach of every search covers the slowest of them.
+    for (const staged_recording &rec : recordings)
+        for (const recording_channel &c : rec.facts.channels)
+            if (c.rate > 0.0) m_facts.id_of({c.rate, c.volts_per_count, c.gain});
     for (const staged_recording &rec : recordings) {
         std::string message;
         bool conflict = false;
@@ -560,10 +584,10 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
                 conflict = true;
                 break;
             }
+            std::string trouble;
+            const sample_list tree = tree_samples(c.codes, incoming.front().t, incoming.back().t, trouble);
             const auto reach = static_cast<int64_t>(widest_reach());
             const int64_t first = incoming.front().t - reach, last = incoming.back().t + reach;
-            std::string trouble;
-            const sample_list tree = tree_samples(c.codes, first, last, trouble);
             if (!trouble.empty()) {
                 message = "Error: " + quoted_text(rec.facts.path) + ": " + c.codes.id() +
                           " cannot be merged: " + trouble + "; the recording is not filed\n";
@@ -611,6 +635,7 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
 
 std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample_list &samples,
                              const day_shape &shape) const {
+    constexpr double drift_limit = 0.1; // of an interval
     const mseed_encoding encoding = shape.encoding;
     const int64_t day_end = day_start_us(d + 1);
     std::vector<double> values;
@@ -620,9 +645,12 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
         std::string bytes;
         int sequence = 1;
         // Where a record's rate puts a later sample past midnight (its own
-        // time before it: a time axis that wanders or drifts), a new record
-        // starts at that sample's own time instead.
-        std::size_t cross = samples.size();
+        // time before it: a time axis that wanders or drifts), or further from
+        // its own time than a tenth of an interval (a clock a little off its
+        // stated rate), a new record starts at that sample's own time
+        // instead: read back, every sample keeps its own time closely enough
+        // to be the same sample when it comes again.
+        std::vector<std::size_t> cross;
         for (const auto &run : runs) {
             // Plain names: lambdas below capture them.
             const std::size_t begin = run.first, end = run.second;
@@ -641,32 +669,40 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
                 // The sample count of a record: bytes 30 and 31 of its fixed header, big-endian.
                 const auto count = static_cast<std::size_t>((static_cast<unsigned char>(b[30]) << 8) |
                                                             static_cast<unsigned char>(b[31]));
+                const double step = 1e6 / rate;
                 const auto implied = [&](std::size_t j) {
-                    return samples[first].t + static_cast<int64_t>(static_cast<double>(j - first) * 1e6 / rate + 0.5);
+                    return samples[first].t + static_cast<int64_t>(static_cast<double>(j - first) * step + 0.5);
                 };
-                // The implied times grow: only a record whose last one is past
-                // midnight is searched.
-                if (cross == samples.size() && count > 1 && first + count <= end &&
-                    implied(first + count - 1) >= day_end) {
-                    for (std::size_t j = first + 1; j < first + count; ++j)
-                        if (implied(j) >= day_end) {
-                            cross = j;
+                if (count > 1 && first + count <= end) {
+                    for (std::size_t j = first + 1; j < first + count; ++j) {
+                        const int64_t at = implied(j);
+                        if (at >= day_end || std::fabs(static_cast<double>(at - samples[j].t)) > drift_limit * step) {
+                            cross.push_back(j);
                             break;
                         }
+                    }
                 }
                 first += count;
             };
             const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
             pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
         }
-        if (cross == samples.size()) return bytes;
-        for (auto &run : runs)
-            if (run.first < cross && cross < run.second) {
-                const std::size_t end = run.second;
-                run.second = cross;
-                runs.insert(runs.begin() + (&run - runs.data()) + 1, {cross, end});
-                break;
+        if (cross.empty()) return bytes;
+        // Every record found wanting is cut at once; the next pass packs anew.
+        std::vector<std::pair<std::size_t, std::size_t>> cut;
+        std::size_t next = 0;
+        for (const auto &run : runs) {
+            std::size_t begin = run.first;
+            while (next < cross.size() && cross[next] < run.second) {
+                if (cross[next] > begin) {
+                    cut.emplace_back(begin, cross[next]);
+                    begin = cross[next];
+                }
+                ++next;
             }
+            cut.emplace_back(begin, run.second);
+        }
+        runs = std::move(cut);
     }
 }
 

@@ -197,8 +197,14 @@ day_shape survey_day(const facts_table &facts, const sample_list &sorted) {
             const double half_a = facts.half_interval(a.facts);
             const double step = static_cast<double>(b.t - a.t);
             // A run of records: the step differs from the interval by half an
-            // interval at most, and the facts stay.
-            cut = other_facts || !(std::fabs(step - 2.0 * half_a) <= half_a);
+            // interval at most, the facts stay, and every sample lies within
+            // a twentieth of an interval of where the run's first sample and
+            // the rate put it (so that a record, which starts at its first
+            // sample's own time, puts none further off than a tenth).
+            const double expected = static_cast<double>(sorted[run_begin].t) +
+                                    static_cast<double>(i - run_begin) * 2.0 * half_a;
+            cut = other_facts || !(std::fabs(step - 2.0 * half_a) <= half_a) ||
+                  !(std::fabs(static_cast<double>(b.t) - expected) <= 0.1 * half_a);
             // A gap: more than 1.5 intervals of the slower rate.
             if (step > 3.0 * std::max(half_a, facts.half_interval(b.facts))) ++shape.gaps;
         }
