@@ -15,6 +15,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 #include <string_view>
 
 #include "process_exit.h"
@@ -62,13 +63,18 @@ class hand_run {
   public:
     explicit hand_run(const fs::path& top) {
         m_name = "hand-" + std::to_string(::getpid()) + "-" + std::to_string(std::time(nullptr));
+        // The folder gets its name only once its owner file is locked, so
+        // that no merge of another run can take it for abandoned meanwhile.
         const fs::path dir = sds::staging_dir(top, m_name);
-        fs::create_directories(dir);
-        m_fd = ::open((dir / "owner").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        const fs::path making = sds::staging_dir(top, ".making-" + m_name);
+        fs::create_directories(making);
+        m_fd = ::open((making / "owner").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
         struct flock lk {};
         lk.l_type = F_WRLCK;
         lk.l_whence = SEEK_SET;
-        if (m_fd >= 0) ::fcntl(m_fd, F_SETLK, &lk);
+        if (m_fd < 0 || ::fcntl(m_fd, F_SETLK, &lk) != 0)
+            throw std::runtime_error("can't lock \"" + (making / "owner").string() + "\": " + std::strerror(errno));
+        fs::rename(making, dir);
     }
     ~hand_run() {
         if (m_fd >= 0) ::close(m_fd);

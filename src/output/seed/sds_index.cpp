@@ -189,21 +189,20 @@ bool read_day_entry(const fs::path &top, const std::string &day_file_name, day_e
     const std::string text = read_text(day_entry_path(top, day_file_name), &missing);
     entry = day_entry{};
     if (missing) return false;
-    parse_day_entry(text, entry);
+    entry.damaged = !parse_day_entry(text, entry);
     return true;
 }
 
-void parse_day_entry(const std::string &text, day_entry &entry) {
+bool parse_day_entry(const std::string &text, day_entry &entry) {
     entry = day_entry{};
     std::istringstream in(text);
     std::string line;
+    bool whole = !text.empty() && text.back() == '\n', have_file = false;
     while (std::getline(in, line)) {
         const std::vector<std::string> f = split_tabs(line);
         day_span s;
         if (f[0] == "file" && f.size() == 4) {
-            to_u64(f[1], entry.size);
-            to_i64(f[2], entry.mtime_ns);
-            to_hex(f[3], entry.hash);
+            have_file = to_u64(f[1], entry.size) && to_i64(f[2], entry.mtime_ns) && to_hex(f[3], entry.hash);
         } else if (f[0] == "span" && parse_span(f, s)) {
             entry.spans.push_back(s);
         } else if (f[0] == "prev" && f.size() == 3) {
@@ -215,8 +214,11 @@ void parse_day_entry(const std::string &text, day_entry &entry) {
             entry.prev_absent = true;
         } else if (f[0] == "prevspan" && parse_span(f, s)) {
             entry.prev_spans.push_back(s);
+        } else {
+            whole = false;
         }
     }
+    return whole && have_file;
 }
 
 void write_day_entry(const fs::path &top, const std::string &day_file_name, const day_entry &entry) {
@@ -252,6 +254,7 @@ std::vector<std::string> day_entry_names(const fs::path &top) {
 
 std::string facts_text(const recording_facts &facts) {
     std::string text = "path\t" + facts.path + "\nrun\t" + facts.run + "\n";
+    if (!facts.check.empty()) text += "check\t" + facts.check + "\n";
     for (const recording_channel &c : facts.channels) {
         text += "channel\t" + c.codes.id() + "\t" + std::to_string(c.first) + "\t" + std::to_string(c.last) + "\t" +
                 number(c.rate) + "\t" + number(c.volts_per_count) + "\t" + number(c.gain) + "\t" +
@@ -275,6 +278,8 @@ bool parse_facts(const std::string &text, recording_facts &facts) {
             have_path = true;
         } else if (f[0] == "run" && f.size() == 2) {
             facts.run = f[1];
+        } else if (f[0] == "check" && f.size() == 2) {
+            facts.check = f[1];
         } else if (f[0] == "channel" && f.size() == 9) {
             recording_channel c;
             if (!parse_channel_id(f[1], c.codes) || !to_i64(f[2], c.first) || !to_i64(f[3], c.last) ||

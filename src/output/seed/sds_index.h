@@ -79,14 +79,16 @@ struct day_entry {
     bool prev_absent = false; // the file did not exist before
     uint64_t prev_size = 0, prev_hash = 0;
     std::vector<day_span> prev_spans;
+    bool damaged = false; // read_day_entry: the entry was not whole
 };
 
 fs::path day_entry_path(const fs::path &top, const std::string &day_file_name);
 // False when there is no entry.
 bool read_day_entry(const fs::path &top, const std::string &day_file_name, day_entry &entry);
 void write_day_entry(const fs::path &top, const std::string &day_file_name, const day_entry &entry);
-// An entry from its text; lines it does not know are passed over.
-void parse_day_entry(const std::string &text, day_entry &entry);
+// An entry from its text; false when the text is not a whole entry (lines
+// it does not know are passed over).
+bool parse_day_entry(const std::string &text, day_entry &entry);
 void remove_day_entry(const fs::path &top, const std::string &day_file_name);
 // Names of every entry.
 std::vector<std::string> day_entry_names(const fs::path &top);
@@ -112,6 +114,7 @@ struct recording_facts {
     std::string path; // as given to brantel
     std::string run;  // the run that converted it
     std::vector<recording_channel> channels;
+    std::string check; // staged recordings: the hash of their samples file
 };
 
 std::string facts_text(const recording_facts &facts);

@@ -249,6 +249,9 @@ class merger {
     // Whether a channel of a recording can conflict at all, judged from the
     // facts alone, so that most recordings are decided without decoding.
     bool could_conflict(const staged_recording &rec, const recording_channel &c);
+    // Whether a staged recording's samples file is there and holds what its
+    // conversion wrote (the hash its facts note).
+    bool staged_copy_whole(const std::string &run, const staged_recording &rec);
 
     fs::path m_top;
     int m_record_length;
@@ -322,7 +325,15 @@ void merger::check_index() {
             remove_day_entry(m_top, name);
             continue;
         }
-        if (static_cast<uint64_t>(sb.st_size) == entry.size && mtime_ns_of(sb) == entry.mtime_ns) continue;
+        if (entry.damaged) {
+            // Its stretches may be lost: their samples are then taken with
+            // unknown factors, and the same samples coming again conflict.
+            std::cerr << "Warning: the archive's index entry of day file " << quoted_text(path.string())
+                      << " is damaged; what it no longer says of its samples is taken as unknown\n";
+            entry.mtime_ns = 0; // noted again below
+        } else if (static_cast<uint64_t>(sb.st_size) == entry.size && mtime_ns_of(sb) == entry.mtime_ns) {
+            continue;
+        }
         const std::string bytes = read_text(path);
         const uint64_t hash = content_hash(bytes.data(), bytes.size());
         if (bytes.size() == entry.size && hash == entry.hash) {
@@ -331,7 +342,7 @@ void merger::check_index() {
                    hash == entry.prev_hash) {
             // The rename never happened: the file holds what it held before.
             entry.spans = entry.prev_spans;
-        } else {
+        } else if (!entry.damaged) {
             std::cerr << "Warning: day file " << quoted_text(path.string())
                       << " was changed since the archive wrote it; it is taken as it is now\n";
         }
@@ -339,6 +350,7 @@ void merger::check_index() {
         entry.hash = hash;
         entry.mtime_ns = mtime_ns_of(sb);
         entry.has_prev = false;
+        entry.damaged = false;
         entry.prev_spans.clear();
         write_day_entry(m_top, name, entry);
     }
@@ -348,7 +360,9 @@ void merger::remove_abandoned_runs(const std::string &current) {
     std::error_code ec;
     for (const auto &e : fs::directory_iterator(book_of(m_top) / "staging", ec)) {
         const std::string run = e.path().filename().string();
-        if (run == current || run.rfind("hand-", 0) != 0 || fs::exists(e.path() / "plan")) continue;
+        // Runs by hand, and the folders they were making when they died.
+        const bool by_hand = run.rfind("hand-", 0) == 0 || run.rfind(".making-hand-", 0) == 0;
+        if (run == current || !by_hand || fs::exists(e.path() / "plan")) continue;
         // A run by hand holds a lock on its owner file while it lives.
         const int fd = ::open((e.path() / "owner").c_str(), O_RDWR | O_CLOEXEC);
         if (fd < 0) continue;
@@ -509,6 +523,16 @@ sample_list merger::day_stretch(const channel_codes &codes, int64_t d, int64_t f
     return out;
 }
 
+bool merger::staged_copy_whole(const std::string &run, const staged_recording &rec) {
+    bool missing = false;
+    try {
+        const std::string bytes = read_text(staging_dir(m_top, run) / (rec.key + ".samples"), &missing);
+        return !missing && hex64(content_hash(bytes.data(), bytes.size())) == rec.facts.check;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
 bool merger::could_conflict(const staged_recording &rec, const recording_channel &c) {
     if (c.samples == 0 || !(c.rate > 0.0)) return false;
     const double half = 0.5e6 / c.rate;
@@ -570,7 +594,15 @@ void merger::decide(const std::string &run, const std::vector<staged_recording> 
     for (const staged_recording &rec : recordings) {
         std::string message;
         bool conflict = false;
+        // The staged copy must be whole before the recording is accepted: a
+        // damaged one found while the day files are written would leave a
+        // recording half filed.
+        if (!staged_copy_whole(run, rec)) {
+            message = "Error: " + quoted_text(rec.facts.path) +
+                      ": its staged copy is missing or damaged; the recording is not filed, convert it again\n";
+        }
         for (const recording_channel &c : rec.facts.channels) {
+            if (!message.empty()) break;
             if (!could_conflict(rec, c)) continue;
             const sample_list incoming = staged_samples(run, rec)->all(c.codes.id());
             if (incoming.empty()) continue;
@@ -902,6 +934,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     fs::create_directories(book_of(m_top) / "recordings");
     for (std::size_t r = 0; r < m_accepted.size(); ++r) {
         recording_facts facts = m_accepted[r].facts;
+        facts.check.clear(); // of the staged copy only
         // What earlier conversions of the same recording added stays counted:
         // a second conversion adds only what the first did not.
         recording_facts before;

@@ -45,8 +45,8 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
 
     std::vector<staged_source_channel> staged;
     if (!times.empty()) refuse_unwritable(*rec, path);
-    const recording_facts facts =
-        times.empty() ? recording_facts{path.string(), run, {}}
+    recording_facts facts =
+        times.empty() ? recording_facts{path.string(), run, {}, ""}
                       : describe_recording(*rec, path, run, request.network, rec->station_name(), rec->get_frequency());
     for (const recording_channel &c : facts.channels)
         for (const VxFil::vx_channel &ch : rec->m_channels)
@@ -57,6 +57,7 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     // The samples first, the facts last: a staged recording without its facts
     // is incomplete and the merge passes it over.
     const std::string bytes = encode_staged(times, staged, request.scale);
+    facts.check = hex64(content_hash(bytes.data(), bytes.size()));
     const fs::path samples_path = dir / (key + ".samples");
     AtomicFile file;
     if (!file.open(samples_path) || !file.write(bytes.data(), bytes.size()) || !file.commit())
