@@ -216,6 +216,13 @@ class merger {
     // The samples of a day file within [from, to], decoding only the records
     // that reach into that stretch (the neighbouring day near midnight).
     sample_list day_stretch(const channel_codes &codes, int64_t day, int64_t from, int64_t to);
+    // A day file's record must carry its channel's codes, a usable rate and
+    // lie within its day; throws std::runtime_error naming the file.
+    void check_day_record(const seed_record &r, const channel_codes &codes, int64_t d, const fs::path &path) const;
+    // The record's samples within [from, to], with the facts of the index
+    // stretch that holds each.
+    void append_day_samples(const seed_record &r, const day_entry &entry, int64_t from, int64_t to,
+                            sample_list &out);
     // Writes the day file of these samples unless it holds them already in
     // the same bytes; `gaps` receives the gaps in them.
     bool write_day(const channel_codes &codes, int64_t day, const sample_list &samples, std::size_t &gaps) const;
@@ -416,6 +423,41 @@ std::shared_ptr<const staged_view> merger::staged_samples(const std::string &run
     return m_staged.put(cache_key, std::move(view), total / 3);
 }
 
+void merger::check_day_record(const seed_record &r, const channel_codes &codes, int64_t d,
+                              const fs::path &path) const {
+    if (channel_codes{r.network, r.station, r.location, r.channel} != codes)
+        throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." + r.station + "." +
+                                 r.location + "." + r.channel);
+    if (!writable_rate(r.rate))
+        throw std::runtime_error("\"" + path.string() + "\" holds a record without a usable rate");
+    if (r.start_us < day_start_us(d) || r.start_us >= day_start_us(d + 1) ||
+        (r.count > 1 &&
+         static_cast<double>(r.count - 1) * 1e6 / r.rate >= static_cast<double>(day_start_us(d + 1) - r.start_us)))
+        throw std::runtime_error("\"" + path.string() + "\" holds a record of another day");
+}
+
+void merger::append_day_samples(const seed_record &r, const day_entry &entry, int64_t from, int64_t to,
+                                sample_list &out) {
+    // The stretch found for a sample holds the next ones up to its end (half
+    // an interval beyond its last sample).
+    uint32_t facts = NO_ORIGIN;
+    std::size_t span = static_cast<std::size_t>(-1);
+    int64_t span_end = INT64_MIN;
+    out.reserve(out.size() + r.samples.size());
+    for (std::size_t i = 0; i < r.samples.size(); ++i) {
+        const int64_t t = sample_time(r, i);
+        if (t < from || t > to) continue;
+        if (facts == NO_ORIGIN || span == static_cast<std::size_t>(-1) || t > span_end) {
+            span = span_at(entry, r, t, span == static_cast<std::size_t>(-1) ? 0 : span);
+            facts = m_facts.id_of(facts_at(entry, r, t));
+            span_end = span == static_cast<std::size_t>(-1)
+                           ? INT64_MIN
+                           : entry.spans[span].last + static_cast<int64_t>(0.5e6 / entry.spans[span].facts.rate);
+        }
+        out.push_back({t, r.samples[i], facts, NO_ORIGIN});
+    }
+}
+
 std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64_t d) {
     const std::string rel = day_file_path(codes, d);
     if (auto *found = m_days.find(rel)) return *found;
@@ -436,34 +478,8 @@ std::shared_ptr<const day_content> merger::day(const channel_codes &codes, int64
                       << " was not written by the archive; it is taken as it is\n";
         try {
             read_seed_records(bytes.data(), bytes.size(), path.string(), true, [&](const seed_record &r) {
-                if (channel_codes{r.network, r.station, r.location, r.channel} != codes)
-                    throw std::runtime_error("\"" + path.string() + "\" holds records of " + r.network + "." +
-                                             r.station + "." + r.location + "." + r.channel);
-                if (!writable_rate(r.rate))
-                    throw std::runtime_error("\"" + path.string() + "\" holds a record without a usable rate");
-                if (r.start_us < day_start_us(d) || r.start_us >= day_start_us(d + 1) ||
-                    (r.count > 1 && static_cast<double>(r.count - 1) * 1e6 / r.rate >=
-                                        static_cast<double>(day_start_us(d + 1) - r.start_us)))
-                    throw std::runtime_error("\"" + path.string() + "\" holds a record of another day");
-                // The stretch found for a sample holds the next ones up to its
-                // end (half an interval beyond its last sample).
-                uint32_t facts = NO_ORIGIN;
-                std::size_t span = static_cast<std::size_t>(-1);
-                int64_t span_end = INT64_MIN;
-                const std::size_t n = r.samples.size();
-                const std::size_t before = content.samples.size();
-                content.samples.resize(before + n);
-                for (std::size_t i = 0; i < n; ++i) {
-                    const int64_t t = sample_time(r, i);
-                    if (facts == NO_ORIGIN || span == static_cast<std::size_t>(-1) || t > span_end) {
-                        span = span_at(entry, r, t, span == static_cast<std::size_t>(-1) ? 0 : span);
-                        facts = m_facts.id_of(facts_at(entry, r, t));
-                        span_end = span == static_cast<std::size_t>(-1)
-                                       ? INT64_MIN
-                                       : entry.spans[span].last + static_cast<int64_t>(0.5e6 / entry.spans[span].facts.rate);
-                    }
-                    content.samples[before + i] = {t, r.samples[i], facts, NO_ORIGIN};
-                }
+                check_day_record(r, codes, d, path);
+                append_day_samples(r, entry, INT64_MIN, INT64_MAX, content.samples);
             });
             sort_samples(content.samples);
         } catch (const std::exception &e) {
@@ -507,18 +523,25 @@ sample_list merger::day_stretch(const channel_codes &codes, int64_t d, int64_t f
         return out;
     }
     const fs::path path = m_top / day_file_path(codes, d);
-    bool missing = false;
-    const std::string bytes = read_text(path, &missing);
-    if (missing) return out;
-    day_entry entry;
-    read_day_entry(m_top, day_file_name(codes, d), entry);
-    const auto wanted = [from, to](const seed_record &r) { return r.start_us <= to && record_end(r) >= from; };
-    read_seed_records_if(bytes.data(), bytes.size(), path.string(), wanted, [&](const seed_record &r) {
-        for (std::size_t i = 0; i < r.samples.size(); ++i) {
-            const int64_t t = sample_time(r, i);
-            if (t >= from && t <= to) out.push_back({t, r.samples[i], m_facts.id_of(facts_at(entry, r, t)), NO_ORIGIN});
-        }
-    });
+    try {
+        bool missing = false;
+        const std::string bytes = read_text(path, &missing);
+        if (missing) return out;
+        day_entry entry;
+        read_day_entry(m_top, day_file_name(codes, d), entry);
+        // Only the records that reach into the stretch are decoded; each is
+        // checked before its times are worked out.
+        const auto wanted = [&](const seed_record &r) {
+            check_day_record(r, codes, d, path);
+            return r.start_us <= to && record_end(r) >= from;
+        };
+        read_seed_records_if(bytes.data(), bytes.size(), path.string(), wanted,
+                             [&](const seed_record &r) { append_day_samples(r, entry, from, to, out); });
+    } catch (const std::exception &) {
+        // A neighbouring day file that cannot be read gives no samples near
+        // midnight; merging into it would be refused by its own name.
+        out.clear();
+    }
     sort_samples(out);
     return out;
 }
