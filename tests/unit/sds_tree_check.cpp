@@ -115,7 +115,7 @@ std::string iso_time(int64_t t_us) {
     const int64_t d = doy - (153 * mp + 2) / 5 + 1;
     const int64_t m = mp < 10 ? mp + 3 : mp - 9;
     const int64_t y = yoe + era * 400 + (m <= 2);
-    char buf[64];
+    char buf[160]; // room for any 64-bit fields, so that the compiler sees no truncation
     std::snprintf(buf, sizeof buf, "%04lld-%02lld-%02lldT%02lld:%02lld:%02lld.%06lldZ",
                   static_cast<long long>(y), static_cast<long long>(m), static_cast<long long>(d),
                   static_cast<long long>(rest / 3600000000), static_cast<long long>(rest / 60000000 % 60),
