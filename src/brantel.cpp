@@ -30,6 +30,7 @@
 #include "process_exit.h"
 #include "sds_run.h"
 #include "kept_facts.h"
+#include "file_by_file.h"
 
 namespace {
 
@@ -52,7 +53,8 @@ enum {
     OPT_SDS = 270,
     OPT_SDS_STAGE = 271,
     OPT_SDS_MERGE = 272,
-    OPT_FACTS = 273
+    OPT_FACTS = 273,
+    OPT_DONE_LIST = 274
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -98,6 +100,8 @@ const struct option long_opts[] = {
     {"sds-stage", required_argument, nullptr, OPT_SDS_STAGE},
     {"sds-merge", required_argument, nullptr, OPT_SDS_MERGE},
     {"facts", required_argument, nullptr, OPT_FACTS},
+    {"keep-going", no_argument, &keep_going, 1},
+    {"done-list", required_argument, nullptr, OPT_DONE_LIST},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -122,6 +126,8 @@ const char* const help_lines[] = {
     " --seconds             Time is in seconds (default)\n",
     " --seconds-in-day      Time is in seconds of day [0-86400)\n",
     " --quiet               No informative output\n",
+    " --keep-going          Go on past a file that fails; its messages start with its path\n",
+    " --done-list FILE      Append each file that ended well to FILE\n",
 };
 
 [[noreturn]] void usage_and_exit(char* name, int status) {
@@ -198,6 +204,7 @@ void apply_option(int c, char* prog) {
     case OPT_SDS_STAGE: sds_stage_run = optarg; break;
     case OPT_SDS_MERGE: sds_merge_run = optarg; break;
     case OPT_FACTS: facts_directory = optarg; break;
+    case OPT_DONE_LIST: done_list = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;
@@ -295,6 +302,11 @@ int brantel_main(int argc, char** argv) {
     }
     if (sds_directory != nullptr) refuse_options_beside_sds(given);
     if (facts_directory != nullptr) refuse_options_beside_facts();
+    // They follow the files of a run one by one; -c makes one conversion of
+    // them all, and --identify converts none.
+    if ((keep_going || done_list != nullptr) && (combine || identify))
+        exit_with_line(std::string("Error: --keep-going and --done-list cannot be used with ") +
+                       (combine ? "-c" : "--identify") + "\n");
     if ((sds_stage_run != nullptr || sds_merge_run != nullptr) && sds_directory == nullptr)
         exit_with_line("Error: --sds-stage and --sds-merge go with --sds DIR\n");
 
@@ -312,6 +324,7 @@ int brantel_main(int argc, char** argv) {
                      _CRT_glob ? "enabled" : "disabled");
 
     if (identify) process_exit(identify_files(argc - optind, argv + optind));
+    if (done_list != nullptr) open_done_list();
     if (sds_directory != nullptr) process_exit(sds_main(argc - optind, argv + optind));
     if (plot) check_plot_tool();
 
@@ -324,6 +337,17 @@ int brantel_main(int argc, char** argv) {
         std::printf("Combining\n");
         for (; optind < argc; ++optind) names.emplace_back(argv[optind]);
         run_conversion(names, argc);
+    } else if (keep_going || done_list != nullptr) {
+        int status = 0;
+        for (; optind < argc; ++optind) {
+            names.assign(1, argv[optind]);
+            if (!convert_one_file(argv[optind], [&] { brantel(names, optind, argc); })) {
+                status = 1;
+                if (!keep_going) break;
+            }
+        }
+        restore_argv(&argc, &argv, given_argc, given_argv);
+        return status;
     } else {
         while (optind < argc) {
             names.emplace_back(argv[optind]);

@@ -26,9 +26,17 @@ void keep_plot_times(run_state& st) {
 
 int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int /*argc*/) {
     // Every run starts from empty series; a length or scale that one run
-    // derives from its data does not carry over to the next file.
-    const long given_length = snippet_length;
-    const long given_scale = global_scale;
+    // derives from its data does not carry over to the next file, also when
+    // the run ends early (the next file of --keep-going).
+    struct given_values {
+        long length = snippet_length;
+        long scale = global_scale;
+        ~given_values() {
+            samples = 0;
+            snippet_length = length;
+            global_scale = scale;
+        }
+    } given;
     data.clear();
     time_array.clear();
     samples = 0;
@@ -49,9 +57,5 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
     long start_i = find_window_start(st);
     write_outputs(names, st, start_i);
     keep_facts(st.facts);
-
-    samples = 0;
-    snippet_length = given_length;
-    global_scale = given_scale;
     return 0;
 }

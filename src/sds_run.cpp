@@ -18,12 +18,12 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "file_by_file.h"
 #include "process_exit.h"
 #include "sds_index.h"
 #include "sds_merge.h"
 #include "sds_stage.h"
 #include "settings.h"
-#include "vxfil/fatal.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ namespace fs = std::filesystem;
 constexpr std::string_view ALLOWED_LONG[] = {
     "--network", "--record-length", "--legacy", "--station", "--quiet", "--debug",
     "--mseed",   "--sds",           "--sds-stage", "--sds-merge", "--disable-globbing", "--enable-globbing",
-    "--identify",
+    "--identify", "--keep-going", "--done-list",
 };
 
 bool allowed(const given_option& o) {
@@ -49,12 +49,6 @@ bool valid_run_name(const char* run) {
         if (!std::isalnum(static_cast<unsigned char>(*p)) && *p != '.' && *p != '_' && *p != '-') return false;
     return true;
 }
-
-// Thrown instead of ending the process while one recording of many is
-// converted, so that the run goes on with the next.
-struct recording_failed {};
-
-[[noreturn]] void throw_on_exit(int) { throw recording_failed{}; }
 
 // A run by hand stages under a name of its own and holds a lock on its
 // owner file while it lives, so that a later merge can tell a run whose
@@ -90,24 +84,13 @@ class hand_run {
 bool stage_all(const fs::path& top, const std::string& run, int count, char** files) {
     const sds::conversion_request request{mseed_network, global_scale};
     bool all = true;
-    const exit_handler previous = set_exit_handler(throw_on_exit);
-    const VxFil::fatal_handler previous_fatal = VxFil::set_fatal_handler(throw_on_exit);
     for (int i = 0; i < count; ++i) {
-        try {
+        const bool ok = convert_one_file(files[i], [&] {
             sds::stage_recording(top, run, files[i], request);
             if (debug) std::cerr << "staged \"" << files[i] << "\" for " << run << "\n";
-        } catch (const recording_failed&) {
-            all = false;
-        } catch (const std::exception& e) {
-            std::string line = e.what();
-            if (line.empty() || line.back() != '\n') line += '\n';
-            std::fflush(stdout);
-            std::cerr << line;
-            all = false;
-        }
+        });
+        all = all && ok;
     }
-    set_exit_handler(previous);
-    VxFil::set_fatal_handler(previous_fatal);
     return all;
 }
 

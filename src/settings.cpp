@@ -32,6 +32,8 @@ const char* sds_directory;
 const char* sds_stage_run;
 const char* sds_merge_run;
 const char* facts_directory;
+int keep_going;
+const char* done_list;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -65,6 +67,8 @@ void reset_settings() {
     sds_stage_run = nullptr;
     sds_merge_run = nullptr;
     facts_directory = nullptr;
+    keep_going = 0;
+    done_list = nullptr;
 }
 
 namespace {

@@ -78,6 +78,14 @@ extern const char* sds_merge_run;
 // bookkeeping (DIR/.brantel-archive/recordings/), as an SDS archive keeps
 // them, for the station metadata of a mirrored archive; null: keep none.
 extern const char* facts_directory;
+// --keep-going: a file that fails does not end the run; the next one is
+// converted, each line of a failed file's messages is put after its path and
+// ": ", and the run ends with status 1.
+extern int keep_going;
+// --done-list FILE: the path of every named file whose conversion ended well
+// is appended to FILE as a line as soon as its outputs are complete, so that
+// a script can resume a run that was killed; null: no list.
+extern const char* done_list;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).
