@@ -126,8 +126,6 @@ const char* const help_lines[] = {
     " --seconds             Time is in seconds (default)\n",
     " --seconds-in-day      Time is in seconds of day [0-86400)\n",
     " --quiet               No informative output\n",
-    " --keep-going          Go on past a file that fails; its messages start with its path\n",
-    " --done-list FILE      Append each file that ended well to FILE\n",
 };
 
 [[noreturn]] void usage_and_exit(char* name, int status) {
