@@ -7,7 +7,8 @@
 # brantel-archive with --jobs 1 and --jobs 2, and brantel-archive --sds with
 # --jobs 2, RUNS times, interleaved; medians are reported, with the ratios to
 # the loop beside their goals. The archive is generated once and kept in
-# bench-archive/ beside BRANTEL (the build folder). With
+# bench-archive/ beside BRANTEL (the build folder; bench-archive.complete
+# marks it whole). With
 # BENCH_BASELINE_ARCHIVE naming another driver (an earlier one, say), that
 # one is timed in the same rounds and its ratios printed too.
 # Then the SDS tree against the mirror: the --sds run may take at most 1.5
@@ -28,7 +29,7 @@ trap 'rm -rf "$work"' EXIT
 days=20
 src=$(dirname "$brantel")/bench-archive
 day0=1462060800 # 2016-05-01T00:00:00Z
-if [ ! -f "$src/complete" ]; then
+if [ ! -f "$src.complete" ]; then
     echo "archive_bench: generating $days days of recordings in $src (once)" >&2
     rm -rf "$src"
     for d in $(seq 0 $((days - 1))); do
@@ -41,9 +42,9 @@ if [ ! -f "$src/complete" ]; then
         done
         "$fixture" vx24 out="$dir/day.vx24" station=0 seconds="$start" duration=86400 wave=sine amp=1000 noise=50
     done
-    touch "$src/complete"
+    touch "$src.complete"
 fi
-(cd "$src" && find . -type f -name '*.*' ! -name complete | sed 's|^\./||' | sort) > "$work/files"
+(cd "$src" && find . -type f | sed 's|^\./||' | sort) > "$work/files"
 files=$(wc -l < "$work/files")
 megabytes=$(du -sm --apparent-size "$src" | cut -f1)
 
