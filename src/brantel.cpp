@@ -52,7 +52,8 @@ enum {
     OPT_SDS = 270,
     OPT_SDS_STAGE = 271,
     OPT_SDS_MERGE = 272,
-    OPT_FACTS = 273
+    OPT_FACTS = 273,
+    OPT_CATALOG = 274
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -98,6 +99,7 @@ const struct option long_opts[] = {
     {"sds-stage", required_argument, nullptr, OPT_SDS_STAGE},
     {"sds-merge", required_argument, nullptr, OPT_SDS_MERGE},
     {"facts", required_argument, nullptr, OPT_FACTS},
+    {"catalog", required_argument, nullptr, OPT_CATALOG},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -198,6 +200,7 @@ void apply_option(int c, char* prog) {
     case OPT_SDS_STAGE: sds_stage_run = optarg; break;
     case OPT_SDS_MERGE: sds_merge_run = optarg; break;
     case OPT_FACTS: facts_directory = optarg; break;
+    case OPT_CATALOG: catalog_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;

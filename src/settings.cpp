@@ -32,6 +32,7 @@ const char* sds_directory;
 const char* sds_stage_run;
 const char* sds_merge_run;
 const char* facts_directory;
+const char* catalog_directory;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -65,6 +66,7 @@ void reset_settings() {
     sds_stage_run = nullptr;
     sds_merge_run = nullptr;
     facts_directory = nullptr;
+    catalog_directory = nullptr;
 }
 
 namespace {

@@ -78,6 +78,10 @@ extern const char* sds_merge_run;
 // bookkeeping (DIR/.brantel-archive/recordings/), as an SDS archive keeps
 // them, for the station metadata of a mirrored archive; null: keep none.
 extern const char* facts_directory;
+// --catalog DIR: keep the facts of every recording as read (whatever the
+// layout and options) in DIR/.brantel-archive/catalog/, for the report page
+// of a mirrored archive; null: keep none.
+extern const char* catalog_directory;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

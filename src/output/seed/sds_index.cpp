@@ -308,4 +308,8 @@ fs::path recording_facts_path(const fs::path &top, const std::string &path) {
     return book_of(top) / "recordings" / recording_key(path);
 }
 
+fs::path catalog_of(const fs::path &top) {
+    return book_of(top) / "catalog";
+}
+
 } // namespace sds

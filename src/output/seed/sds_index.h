@@ -123,5 +123,8 @@ bool parse_facts(const std::string &text, recording_facts &facts);
 // The name of a recording's facts file, from its path as given.
 std::string recording_key(const std::string &path);
 fs::path recording_facts_path(const fs::path &top, const std::string &path);
+// The folder of the facts of recordings as read (brantel --catalog), keyed
+// as recordings/ is.
+fs::path catalog_of(const fs::path &top);
 
 } // namespace sds
