@@ -63,14 +63,7 @@ void read_source(const fs::path &book, bool sds, archive &a) {
 
 directory_job directory_job_of(const std::string &line) {
     directory_job job;
-    std::vector<std::string> fields;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t tab = line.find('\t', start);
-        fields.push_back(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
-        if (tab == std::string::npos) break;
-        start = tab + 1;
-    }
+    const std::vector<std::string> fields = sds::split_tabs(line);
     const std::string &dir = fields[0];
     job.name = dir + ":";
     for (std::size_t i = 1; i < fields.size(); ++i) {

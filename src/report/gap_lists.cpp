@@ -19,7 +19,7 @@ std::string gap_rows(const gap_table &table) {
 }
 
 std::string gap_data_script(const std::vector<gap_table> &tables) {
-    std::string out = "brantelGaps = [\n";
+    std::string out = "var brantelGaps = [\n";
     for (const gap_table &t : tables) {
         // Codes and ids are letters, digits and dots; escaped all the same
         // for a string in double quotes.

@@ -27,7 +27,7 @@ inline constexpr std::size_t INLINE_GAPS = 2000;
 // The rows of a table, as the page holds them.
 std::string gap_rows(const gap_table &table);
 
-// report/gaps.js: `brantelGaps = [[BODY-ID, CHANNEL, [numbers]], ...];` where
+// report/gaps.js: `var brantelGaps = [[BODY-ID, CHANNEL, [numbers]], ...];` where
 // the numbers are, in milliseconds since 1970, the first gap's start, then
 // its length, and for every later gap the time from the end of the one
 // before to its start, and its length.

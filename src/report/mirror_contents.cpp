@@ -64,6 +64,27 @@ void read_mirror_contents(const fs::path &output, archive &a) {
             for (const std::string &path : job.paths) named_after[path] = job.paths.front();
         }
 
+    // Recordings converted by a driver that kept no catalog have no facts.
+    std::set<std::string> with_facts;
+    for (const auto &entry : by_path) with_facts.insert(relative_to_source(entry.first, a.sources));
+    std::map<std::string, std::vector<std::string>> job_files;
+    for (const std::string &line : file_lines(book / "jobs")) {
+        directory_job job = directory_job_of(line);
+        job_files[job.name] = std::move(job.paths);
+    }
+    long without_facts = 0;
+    for (const std::string &line : file_lines(book / "outcomes")) {
+        if (line.rfind("ok\t", 0) != 0) continue;
+        const std::string name = line.substr(3);
+        const auto files = job_files.find(name);
+        for (const std::string &path : files == job_files.end() ? std::vector<std::string>{name} : files->second)
+            if (!with_facts.count(path)) ++without_facts;
+    }
+    if (without_facts > 0)
+        a.problems.push_back(std::to_string(without_facts) +
+                             " converted recordings have no facts (converted before the driver kept its catalog): "
+                             "not drawn; --restart converts them again");
+
     folder_listing listing(output);
     for (const auto &[path, facts] : by_path) {
         const std::string relative = relative_to_source(path, a.sources);

@@ -1,6 +1,8 @@
 // The availability chart: per pixel column, and its SVG rows.
 #include <gtest/gtest.h>
 
+#include "report_test_support.h"
+
 #include "availability_chart.h"
 #include "pixel_columns.h"
 #include "time_axis.h"
@@ -24,12 +26,6 @@ std::string levels_text(const column_view &v) {
     out += '|';
     for (bool m : v.gap_marks) out += m ? 'x' : '.';
     return out;
-}
-
-std::size_t count_of(const std::string &text, const std::string &what) {
-    std::size_t n = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-    return n;
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 // compact gap lists that a script turns into the same rows.
 #include <gtest/gtest.h>
 
+#include "report_test_support.h"
+
 #include "gap_lists.h"
 #include "html_text.h"
 #include "report_page.h"
@@ -13,12 +15,6 @@ namespace {
 
 constexpr int64_t S = 1000000;
 constexpr int64_t DAY = 1462320000LL * S; // 2016-05-04T00:00:00Z
-
-std::size_t count_of(const std::string &text, const std::string &what) {
-    std::size_t n = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-    return n;
-}
 
 archive small_archive() {
     archive a;
@@ -77,7 +73,7 @@ TEST(ReportHooks, CompactGapData) {
         {"gaps-3", "XX.RCA1.00.BDF", {{5 * S, 6 * S}}},
     };
     // First gap absolute; then from the end of the one before; each with its length, in ms.
-    EXPECT_EQ(gap_data_script(tables), "brantelGaps = [\n"
+    EXPECT_EQ(gap_data_script(tables), "var brantelGaps = [\n"
                                        "[\"gaps-0\",\"XX.REA1..BDF\",[1000000,8000,992000,30000]],\n"
                                        "[\"gaps-3\",\"XX.RCA1.00.BDF\",[5000,1000]],\n"
                                        "];\n");
@@ -125,7 +121,7 @@ TEST(ReportHooks, LongGapListsGoToCompactData) {
                                          "<script src=\"report/report.js\"></script>\n"),
               1u);
     EXPECT_EQ(count_of(files.index_html, "<tbody id=\"gaps-0\">"), 1u);
-    EXPECT_EQ(files.gaps_js.rfind("brantelGaps = [\n[\"gaps-0\",\"XX.REA1..BDF\",[1462320005000,5000,5000,5000,", 0), 0u);
+    EXPECT_EQ(files.gaps_js.rfind("var brantelGaps = [\n[\"gaps-0\",\"XX.REA1..BDF\",[1462320005000,5000,5000,5000,", 0), 0u);
     EXPECT_EQ(files.report_js, gap_rows_script());
 }
 

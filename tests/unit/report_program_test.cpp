@@ -3,6 +3,8 @@
 // stations written within the figures a large archive must meet.
 #include <gtest/gtest.h>
 
+#include "report_test_support.h"
+
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -16,12 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::size_t count_of(const std::string &text, const std::string &what) {
-    std::size_t n = 0;
-    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-    return n;
-}
-
 uint64_t folder_bytes(const fs::path &folder, const fs::path &except) {
     uint64_t n = 0;
     for (const auto &e : fs::recursive_directory_iterator(folder)) {
@@ -31,13 +27,19 @@ uint64_t folder_bytes(const fs::path &folder, const fs::path &except) {
     return n;
 }
 
+// The small synthetic archive: two stations of four half hours.
+synthetic_archive written_archive(const temp_dir &t) {
+    synthetic_archive a;
+    a.top = t.file("sds");
+    write_synthetic_archive(a);
+    return a;
+}
+
 } // namespace
 
 TEST(ReportProgram, DamagedFactsFileIsOneWarning) {
     temp_dir t;
-    synthetic_archive a;
-    a.top = t.file("sds");
-    write_synthetic_archive(a);
+    const synthetic_archive a = written_archive(t);
     const fs::path damaged = sds::recording_facts_path(a.top, synthetic_recording_path(a, 0, 1));
     std::ofstream(damaged, std::ios::trunc) << "path\t/data/src/st0/rec1.vx24\nchannel\tXX.REA1..BDF\tgarbage\n";
     const child_result r = run_child(t.path, REPORT_BIN, {a.top.string()});
@@ -57,9 +59,7 @@ TEST(ReportProgram, DamagedFactsFileIsOneWarning) {
 
 TEST(ReportProgram, AMissingDayFileIsNotDrawn) {
     temp_dir t;
-    synthetic_archive a;
-    a.top = t.file("sds");
-    write_synthetic_archive(a);
+    const synthetic_archive a = written_archive(t);
     fs::remove(a.top / "2016/XX/RFA2/BDF.D/XX.RFA2..BDF.D.2016.125");
     const child_result r = run_child(t.path, REPORT_BIN, {a.top.string()});
     EXPECT_EQ(r.status, 0);
@@ -75,9 +75,7 @@ TEST(ReportProgram, AMissingDayFileIsNotDrawn) {
 
 TEST(ReportProgram, LinksTheQuickLooksThatExist) {
     temp_dir t;
-    synthetic_archive a;
-    a.top = t.file("sds");
-    write_synthetic_archive(a);
+    const synthetic_archive a = written_archive(t);
     fs::create_directories(a.top / "report/quicklooks/XX.REA1.");
     std::ofstream(a.top / "report/quicklooks/XX.REA1./2016-05-04.png") << "png";
     std::ofstream(a.top / "report/quicklooks/XX.REA1./2016-02-30.png") << "not a day";

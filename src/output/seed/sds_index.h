@@ -24,6 +24,9 @@ namespace fs = std::filesystem;
 
 fs::path book_of(const fs::path &top);
 
+// The fields of a tab-separated line (one field when it has no tab).
+std::vector<std::string> split_tabs(const std::string &line);
+
 // FNV-1a, 64 bits: names files by a path.
 uint64_t fnv1a(const void *bytes, std::size_t n, uint64_t seed = 0xcbf29ce484222325ULL);
 // A hash of a day file's content, word by word.
