@@ -61,7 +61,7 @@ std::string axis_svg(int y, const chart_frame &f) {
         out += "<line x1=\"" + std::to_string(x) + "\" x2=\"" + std::to_string(x) + "\" y1=\"0\" y2=\"5\"/>";
         out += "<text x=\"" + std::to_string(x) + "\" y=\"18\">" + html_escape(t.label) + "</text>";
     }
-    out += "<text class=\"utc\" x=\"" + std::to_string(CHART_LABEL_WIDTH - 8) + "\" y=\"18\">UTC</text>";
+    out += "<text class=\"utc\" x=\"" + std::to_string(CHART_LABEL_WIDTH - 70) + "\" y=\"18\">UTC</text>";
     out += "</g>\n";
     return out;
 }
@@ -70,7 +70,7 @@ std::string axis_svg(int y, const chart_frame &f) {
 
 std::string availability_svg(const std::vector<chart_row> &rows, const chart_frame &frame) {
     const int height = static_cast<int>(rows.size()) * CHART_ROW_HEIGHT + AXIS_HEIGHT;
-    const int width = CHART_LABEL_WIDTH + frame.width + 40;
+    const int width = CHART_LABEL_WIDTH + frame.width + 70;
     std::string out = "<svg class=\"chart\" width=\"" + std::to_string(width) +
                       "\" height=\"" + std::to_string(height) + "\" viewBox=\"0 0 " + std::to_string(width) + " " +
                       std::to_string(height) + "\" role=\"img\" aria-label=\"availability per channel\">\n";
