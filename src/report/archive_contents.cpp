@@ -46,10 +46,31 @@ std::string relative_to_source(const std::string &path, const std::vector<source
     return path.substr(best);
 }
 
+namespace {
+
+// Times of recordings lie between 1900 and 2200; facts with others are
+// damaged, and their spans (of up to millions of years) are not walked.
+bool plausible_times(const sds::recording_channel &c) {
+    static const int64_t earliest = days_of({1900, 1, 1}) * 86400000000LL;
+    static const int64_t latest = days_of({2200, 1, 1}) * 86400000000LL;
+    const auto within = [](int64_t first, int64_t last) { return earliest <= first && first <= last && last < latest; };
+    if (!within(c.first, c.last)) return false;
+    for (const auto &s : c.spans)
+        if (!within(s.first, s.last)) return false;
+    return true;
+}
+
+} // namespace
+
 bool add_recording(archive &a, const sds::recording_facts &facts, const std::string &relative,
                    const presence &present, bool count_filed, const std::vector<std::string> &pictures) {
     bool kept_any = false;
     for (const sds::recording_channel &c : facts.channels) {
+        if (!plausible_times(c)) {
+            a.problems.push_back("the facts of " + relative + " give " + c.codes.id() +
+                                 " times outside 1900 to 2200: not drawn");
+            continue;
+        }
         channel_data &ch = a.channels[c.codes.id()];
         ch.codes = c.codes;
         std::vector<sds::recording_channel::span> spans = c.spans;
@@ -57,7 +78,6 @@ bool add_recording(archive &a, const sds::recording_facts &facts, const std::str
         int64_t whole = 0, kept = 0;
         bool kept_channel = false;
         for (const auto &s : spans) {
-            if (s.last < s.first) continue;
             whole += s.last - s.first + 1;
             for (int64_t day = utc_day(s.first), last_day = utc_day(s.last); day <= last_day; ++day) {
                 const int64_t first = std::max<int64_t>(s.first, day * 86400000000LL);

@@ -47,11 +47,13 @@ channel_findings examine_channel(const channel_data &channel) {
         const double rate = lower_rate(cur.rate, s.rate);
         const int64_t step = interval_us(rate);
         // Two samples nearer than half an interval stand for one instant.
-        if (s.first < cur.last + step / 2) {
+        // (In doubles: no sum or difference of two times can overflow.)
+        const double apart = static_cast<double>(s.first) - static_cast<double>(cur.last);
+        if (2.0 * apart < static_cast<double>(step)) {
             found.overlaps.push_back({s.first, std::min(s.last, cur.last)});
             cur.last = std::max(cur.last, s.last);
             cur.rate = rate;
-        } else if (2 * (s.first - cur.last) > 3 * step) {
+        } else if (2.0 * apart > 3.0 * static_cast<double>(step)) {
             found.gaps.push_back({cur.last, s.first});
             found.covered.push_back(s);
         } else {

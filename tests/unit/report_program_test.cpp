@@ -57,6 +57,23 @@ TEST(ReportProgram, DamagedFactsFileIsOneWarning) {
               1u);
 }
 
+TEST(ReportProgram, AbsurdTimesInFactsAreOneWarning) {
+    temp_dir t;
+    const synthetic_archive a = written_archive(t);
+    // Whole facts, but of a span from long before 1900 to long after 2200:
+    // not walked day by day, not drawn.
+    const std::string path = synthetic_recording_path(a, 1, 3);
+    std::ofstream(sds::recording_facts_path(a.top, path), std::ios::trunc)
+        << "path\t" << path << "\nrun\tx\nchannel\tXX.RFA1..BDF\t-9000000000000000000\t9000000000000000000\t20\t10\t1"
+        << "\t5\t5\nspan\tXX.RFA1..BDF\t-9000000000000000000\t9000000000000000000\t5\n";
+    const child_result r = run_child(t.path, REPORT_BIN, {a.top.string()});
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "brantel-report: warning: the facts of st1/rec3.vx24 give XX.RFA1..BDF times outside 1900 to "
+                     "2200: not drawn\n");
+    // The recording is gone from all three channels: two gaps less in each.
+    EXPECT_EQ(r.out, "Report: 6 channels, 15 gaps, 0 failed files: " + (a.top / "index.html").string() + "\n");
+}
+
 TEST(ReportProgram, AMissingDayFileIsNotDrawn) {
     temp_dir t;
     const synthetic_archive a = written_archive(t);
