@@ -17,11 +17,7 @@ namespace {
 // The failures of one SOURCE's last run, file by file.
 void read_failures(const fs::path &book, const std::string &mode, archive &a) {
     std::map<std::string, std::vector<std::string>> directory_files;
-    if (mode == "per-directory")
-        for (const std::string &line : file_lines(book / "jobs")) {
-            directory_job job = directory_job_of(line);
-            directory_files[job.name] = std::move(job.paths);
-        }
+    if (mode == "per-directory") directory_files = jobs_by_name(book);
     for (const std::string &line : file_lines(book / "report")) {
         const std::size_t tab = line.find('\t');
         const std::string name = line.substr(0, tab);
@@ -71,6 +67,15 @@ directory_job directory_job_of(const std::string &line) {
         job.paths.push_back(dir == "." ? fields[i] : dir + "/" + fields[i]);
     }
     return job;
+}
+
+std::map<std::string, std::vector<std::string>> jobs_by_name(const fs::path &book) {
+    std::map<std::string, std::vector<std::string>> jobs;
+    for (const std::string &line : file_lines(book / "jobs")) {
+        directory_job job = directory_job_of(line);
+        jobs[job.name] = std::move(job.paths);
+    }
+    return jobs;
 }
 
 bool is_sds_tree(const fs::path &output) {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -27,5 +28,8 @@ struct directory_job {
     std::vector<std::string> paths;
 };
 directory_job directory_job_of(const std::string &line);
+
+// Every job line of a bookkeeping folder's `jobs`, by its name.
+std::map<std::string, std::vector<std::string>> jobs_by_name(const std::filesystem::path &book);
 
 } // namespace report

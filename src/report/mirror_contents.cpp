@@ -67,11 +67,7 @@ void read_mirror_contents(const fs::path &output, archive &a) {
     // Recordings converted by a driver that kept no catalog have no facts.
     std::set<std::string> with_facts;
     for (const auto &entry : by_path) with_facts.insert(relative_to_source(entry.first, a.sources));
-    std::map<std::string, std::vector<std::string>> job_files;
-    for (const std::string &line : file_lines(book / "jobs")) {
-        directory_job job = directory_job_of(line);
-        job_files[job.name] = std::move(job.paths);
-    }
+    const std::map<std::string, std::vector<std::string>> job_files = jobs_by_name(book);
     long without_facts = 0;
     for (const std::string &line : file_lines(book / "outcomes")) {
         if (line.rfind("ok\t", 0) != 0) continue;
