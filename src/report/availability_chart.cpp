@@ -39,10 +39,19 @@ std::string row_svg(const chart_row &row, int y, const chart_frame &f) {
     }
     for (const column_run &r : mark_runs(row.view.gap_marks))
         out += rect(CHART_LABEL_WIDTH + r.begin, MARK_TOP, r.end - r.begin, MARK_HEIGHT, "gap");
-    for (const picture_link &p : row.pictures) {
+    // At most one link starts in a pixel column (the earliest picture's):
+    // tens of thousands of recordings' pictures would not fit apart anyway,
+    // and the row stays as small as the chart is wide.
+    std::vector<picture_link> pictures = row.pictures;
+    std::stable_sort(pictures.begin(), pictures.end(),
+                     [](const picture_link &a, const picture_link &b) { return a.first < b.first; });
+    int taken = -1;
+    for (const picture_link &p : pictures) {
         const double a = std::max(0.0, x_of(p.first, f)), b = std::min<double>(f.width, x_of(p.last, f));
         if (b < 0.0 || a > f.width) continue;
         const int x = static_cast<int>(std::floor(a));
+        if (x <= taken) continue;
+        taken = x;
         const int w = std::max(1, static_cast<int>(std::ceil(b)) - x);
         out += "<a href=\"" + html_escape(url_path(p.href)) + "\"><title>" + html_escape(p.title) + "</title>" +
                rect(CHART_LABEL_WIDTH + x, 1, w, CHART_ROW_HEIGHT - 2, "pic") + "</a>";

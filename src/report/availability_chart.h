@@ -2,7 +2,8 @@
 // whole time span, drawn per pixel column (see pixel_columns.h), with a UTC
 // time axis. Each row is a <g data-channel="NET.STA.LOC.CHAN">, the only
 // element of the chart that carries data-channel; its pictures are links
-// (transparent boxes over their time) to plain relative paths.
+// (transparent boxes over their time) to plain relative paths, at most one
+// starting in each pixel column.
 #pragma once
 
 #include <cstdint>

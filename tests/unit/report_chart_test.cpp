@@ -77,6 +77,20 @@ TEST(ReportChart, RowsCarryTheChannelHookAndNothingElseDoes) {
     EXPECT_EQ(count_of(svg, "http"), 0u);
 }
 
+TEST(ReportChart, AtMostOneLinkStartsInAPixelColumn) {
+    // Ten columns of 10 s; pictures every 4 s: those starting in columns
+    // already taken are left out.
+    chart_row row{"XX.REA1..BDF", pixel_columns(channel_findings{}, 0, 100 * S, 10), {}};
+    for (int64_t t = 96; t >= 0; t -= 4)
+        row.pictures.push_back({t * S, t * S + 3 * S, "p" + std::to_string(t) + ".png", "p"});
+    const std::string svg = availability_svg({row}, {0, 100 * S, 10});
+    EXPECT_EQ(count_of(svg, "<a href="), 10u);
+    EXPECT_EQ(count_of(svg, "<a href=\"p0.png\">"), 1u);
+    EXPECT_EQ(count_of(svg, "<a href=\"p4.png\">"), 0u);
+    EXPECT_EQ(count_of(svg, "<a href=\"p12.png\">"), 1u);
+    EXPECT_EQ(count_of(svg, "<a href=\"p92.png\">"), 1u);
+}
+
 TEST(ReportChart, TimeAxisInUtc) {
     const int64_t day = 1462320000LL * S; // 2016-05-04
     const std::vector<axis_tick> hours = time_ticks(day, day + 3 * 3600 * S, 8);
