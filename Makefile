@@ -75,11 +75,12 @@ coverage: $(COVERAGE_BUILD)/CMakeCache.txt
 	cd $(COVERAGE_BUILD) && ctest -j $(JOBS) > ctest.log 2>&1 || (tail -n 30 ctest.log; exit 1)
 	python3 tools/coverage_summary.py $(COVERAGE_BUILD) libvxfil src lib
 
-# Installs bin/brantel, bin/brantel-archive, bin/brantel-lock, bin/brantel-stationxml and share/man/man1/brantel.1
+# Installs bin/brantel, bin/brantel-archive, bin/brantel-lock, bin/brantel-stationxml, bin/brantel-report and
+# share/man/man1/brantel.1
 # below $(PREFIX). DESTDIR, from the environment or the make command line,
 # stages the files below another root, as packaging wants: make install PREFIX=/usr DESTDIR=/tmp/stage
 install: $(BUILD)/CMakeCache.txt
-	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-lock brantel-stationxml
+	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-lock brantel-stationxml brantel-report
 	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 # Converts the bundled examples into $(BUILD)/demo/, one folder per example

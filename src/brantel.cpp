@@ -54,7 +54,8 @@ enum {
     OPT_SDS_STAGE = 271,
     OPT_SDS_MERGE = 272,
     OPT_FACTS = 273,
-    OPT_DONE_LIST = 274
+    OPT_DONE_LIST = 274,
+    OPT_CATALOG = 275
 };
 
 const char short_opts[] = "1246CFL:N:S:THOU:Z:?cfl:n:s:thou:z:?";
@@ -102,6 +103,7 @@ const struct option long_opts[] = {
     {"facts", required_argument, nullptr, OPT_FACTS},
     {"keep-going", no_argument, &keep_going, 1},
     {"done-list", required_argument, nullptr, OPT_DONE_LIST},
+    {"catalog", required_argument, nullptr, OPT_CATALOG},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -203,6 +205,7 @@ void apply_option(int c, char* prog) {
     case OPT_SDS_MERGE: sds_merge_run = optarg; break;
     case OPT_FACTS: facts_directory = optarg; break;
     case OPT_DONE_LIST: done_list = optarg; break;
+    case OPT_CATALOG: catalog_directory = optarg; break;
     case 'c': combine = 1; break;
     case 'f': need_filter = 1; break;
     case 'o': remove_offset = 1; break;

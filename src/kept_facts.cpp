@@ -1,4 +1,4 @@
-// --facts DIR (see kept_facts.h).
+// --facts DIR and --catalog DIR (see kept_facts.h).
 #include "kept_facts.h"
 
 #include <exception>
@@ -21,13 +21,20 @@ void refuse_options_beside_facts() {
         exit_with_line("Error: --facts cannot be used with -s, -l or -n" + why);
 }
 
-void keep_facts(const std::vector<sds::recording_facts> &facts) {
-    if (facts_directory == nullptr) return;
-    const std::filesystem::path top = facts_directory;
+namespace {
+
+void write_facts_into(const std::filesystem::path &folder, const std::vector<sds::recording_facts> &facts) {
     try {
-        std::filesystem::create_directories(sds::book_of(top) / "recordings");
-        for (const sds::recording_facts &f : facts) sds::write_text(sds::recording_facts_path(top, f.path), sds::facts_text(f));
+        std::filesystem::create_directories(folder);
+        for (const sds::recording_facts &f : facts) sds::write_text(folder / sds::recording_key(f.path), sds::facts_text(f));
     } catch (const std::exception &e) {
         exit_with_line(std::string("Error: ") + e.what() + "\n");
     }
+}
+
+} // namespace
+
+void keep_facts(const std::vector<sds::recording_facts> &facts) {
+    if (facts_directory != nullptr) write_facts_into(sds::book_of(facts_directory) / "recordings", facts);
+    if (catalog_directory != nullptr) write_facts_into(sds::catalog_of(catalog_directory), facts);
 }

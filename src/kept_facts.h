@@ -13,6 +13,10 @@
 // line before anything is written.
 void refuse_options_beside_facts();
 
-// Writes the facts after the run's outputs; a failure ends the process with
-// one line.
+// --catalog DIR keeps the same facts, of the recordings as read, in
+// DIR/.brantel-archive/catalog/ whatever the layout and options: the report
+// page of a mirrored archive draws from them.
+
+// Writes the facts after the run's outputs (with --facts, --catalog or both);
+// a failure ends the process with one line.
 void keep_facts(const std::vector<sds::recording_facts> &facts);

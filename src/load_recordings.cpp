@@ -110,7 +110,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
         }
         std::cerr << times.size() << " & " << time_array.size() << "\n";
         check_channels(*rec, path, data.size());
-        if (facts_directory != nullptr)
+        if (facts_directory != nullptr || catalog_directory != nullptr)
             st.facts.push_back(describe_recording(*rec, path, "mirror", mseed_network, st.station, st.freq));
 
         // The recording's own vectors are given up as soon as they are copied,

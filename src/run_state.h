@@ -27,7 +27,7 @@ struct run_state {
     // Binary miniSEED only: where the input series' time axis jumps, taken
     // before conditioning (see mseed_segments.h).
     std::vector<long> segment_breaks;
-    // With --facts: the facts of every recording of the run, kept once its
+    // With --facts or --catalog: the facts of every recording of the run, kept once its
     // outputs are written.
     std::vector<sds::recording_facts> facts;
 };

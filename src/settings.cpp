@@ -34,6 +34,7 @@ const char* sds_merge_run;
 const char* facts_directory;
 int keep_going;
 const char* done_list;
+const char* catalog_directory;
 
 // The one list of defaults: applied once before main runs, and again by tests.
 void reset_settings() {
@@ -69,6 +70,7 @@ void reset_settings() {
     facts_directory = nullptr;
     keep_going = 0;
     done_list = nullptr;
+    catalog_directory = nullptr;
 }
 
 namespace {

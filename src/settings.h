@@ -86,6 +86,10 @@ extern int keep_going;
 // is appended to FILE as a line as soon as its outputs are complete, so that
 // a script can resume a run that was killed; null: no list.
 extern const char* done_list;
+// --catalog DIR: keep the facts of every recording as read (whatever the
+// layout and options) in DIR/.brantel-archive/catalog/, for the report page
+// of a mirrored archive; null: keep none.
+extern const char* catalog_directory;
 
 // Restores every setting to its start-up default (for tests that parse
 // several command lines in one process).

@@ -10,19 +10,20 @@
 # tree; --restart loses nothing; refused options and a second driver leave
 # OUTPUT as it was.
 #
-#   brantel_archive_sds_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
+#   brantel_archive_sds_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
 set -u
 export LC_ALL=C
 archive=$(readlink -f "$1")
 brantel=$(readlink -f "$2")
 fixture=$(readlink -f "$3")
 lock=$(readlink -f "$4")
+report=$(readlink -f "$5")
 here=$(cd "$(dirname "$0")" && pwd)
 # Blanks and quotes in every path, as in the mirror mode's test.
 work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's sds.XXXXXX")
 trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 mkdir -p "$work/bin dir" "$work/run"
-cp "$archive" "$brantel" "$lock" "$work/bin dir/"
+cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 lock="$work/bin dir/$(basename "$lock")"
 
@@ -80,11 +81,13 @@ cp -a "$work/ref" "$work/ref2"
 (cd "$work/run" && "$brantel" --quiet --sds "$work/ref2" "${good2[@]}" > "$work/ref2.stdout" 2> "$work/ref2.stderr")
 check "by hand: the second SOURCE is filed" [ $? -eq 0 ]
 
-day_files() { # day_files TREE: relative paths of everything outside the tree's bookkeeping
-    (cd "$1" && find . -path ./.brantel-archive -prune -o -type f -print | sed 's|^\./||' | sort)
+day_files() { # day_files TREE: relative paths of everything outside the tree's bookkeeping and report page
+    (cd "$1" && find . -path ./.brantel-archive -prune -o -path ./report -prune -o -type f ! -path ./index.html -print |
+        sed 's|^\./||' | sort)
 }
 same_day_files() { # same_day_files REF OUT: byte for byte
-    [ "$(day_files "$1")" = "$(day_files "$2")" ] && diff -r -x .brantel-archive "$1" "$2" >/dev/null
+    [ "$(day_files "$1")" = "$(day_files "$2")" ] &&
+        diff -r -x .brantel-archive -x index.html -x report "$1" "$2" >/dev/null
 }
 sds_names() { # sds_names TREE: every file is YEAR/NET/STA/CHAN.D/NET.STA.LOC.CHAN.D.YEAR.DOY
     [ -n "$(day_files "$1")" ] &&
@@ -111,6 +114,9 @@ same_samples() { # same_samples TREE1 TREE2
 }
 snapshot() { # snapshot TREE: every file with its inode, size and mtime
     (cd "$1" && find . -type f ! -name driver-lock -printf '%p %i %s %T@\n' | sort)
+}
+day_files_only() { # lines of a snapshot outside the bookkeeping and the report page, which every run rewrites
+    grep -v -e '^\./\.brantel-archive/' -e '^\./index\.html ' -e '^\./report/'
 }
 no_temporary() { [ -z "$(find "$1" -name '.brantel-tmp.*')" ]; }
 sds_line_of() { sed -n 's/^SDS: /brantel-archive: sds: /p' "$1"; }
@@ -143,7 +149,7 @@ check "rerun: the conflict is still reported" grep -q '^failed: 2016/05/04/x-con
 check "rerun touches no day file" \
     [ "$tree_before" = "$(day_files "$out" | (cd "$out" && xargs -d '\n' stat -c '%n %i %s %Y'))" ]
 check "rerun touches no day file (mtimes to the nanosecond)" \
-    [ "$(echo "$before" | grep -v '^\./\.brantel-archive/')" = "$(snapshot "$out" | grep -v '^\./\.brantel-archive/')" ]
+    [ "$(echo "$before" | day_files_only)" = "$(snapshot "$out" | day_files_only)" ]
 
 # ---- refused before anything is written ---------------------------------------------
 refused_alone() { # refused_alone OUTPUT DRIVER-ARGS...: status 1, one line, OUTPUT as before
@@ -241,7 +247,7 @@ jobs_before=$(wc -l < "$book/joblog")
 check "first SOURCE again: nothing converted again" [ "$(wc -l < "$book/joblog")" -eq $((jobs_before + 2)) ]
 check "first SOURCE again: summary" grep -qx 'brantel-archive: 20 converted, 2 failed, 1 skipped' "$work/resume.stdout"
 check "first SOURCE again: no day file changed" \
-    [ "$(echo "$before" | grep -v '^\./\.brantel-archive/')" = "$(snapshot "$out" | grep -v '^\./\.brantel-archive/')" ]
+    [ "$(echo "$before" | day_files_only)" = "$(snapshot "$out" | day_files_only)" ]
 
 # ---- --restart converts all again and loses nothing ------------------------------------------
 samples "$out" "$work/samples.before" >/dev/null

@@ -10,6 +10,7 @@
 # the same document.
 #
 #   brantel_archive_stations_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_STATIONXML SCHEMA
+#                                    BRANTEL_REPORT
 set -u
 export LC_ALL=C
 archive=$(readlink -f "$1")
@@ -18,11 +19,12 @@ fixture=$(readlink -f "$3")
 lock=$(readlink -f "$4")
 stationxml=$(readlink -f "$5")
 schema=$6
+report=$(readlink -f "$7")
 work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's stations.XXXXXX")
 trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 # The driver finds its programs beside itself, as when installed.
 mkdir -p "$work/bin dir"
-cp "$archive" "$brantel" "$lock" "$stationxml" "$work/bin dir/"
+cp "$archive" "$brantel" "$lock" "$stationxml" "$report" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 cd "$work" || exit 1
 
@@ -136,8 +138,9 @@ check "mirror run succeeds" [ "$status" -eq 0 ]
 check "mirror: stations.xml at OUTPUT's top" test -f mirror/stations.xml
 check "mirror: the document equals the tree's but for Created" \
     cmp -s <(grep -v '<Created>' first.xml) <(grep -v '<Created>' mirror/stations.xml)
-check "mirror: nothing but outputs and the document outside the bookkeeping" \
-    [ -z "$(cd mirror && find . -path ./.brantel-archive -prune -o -type f ! -name '*.mseed' ! -path ./stations.xml -print)" ]
+check "mirror: nothing but outputs, the document and the report page outside the bookkeeping" \
+    [ -z "$(cd mirror && find . -path ./.brantel-archive -prune -o -path ./report -prune -o -type f ! -name '*.mseed' \
+        ! -path ./stations.xml ! -path ./index.html -print)" ]
 # --stations added to a later run of a mirror converted without it.
 run src mirror2 -- --quiet --mseed
 run --stations "table one.csv" src mirror2 -- --quiet --mseed

@@ -8,13 +8,14 @@
 # outputs, and jobs that a remote host never ran are failures run again;
 # --per-directory equals combined direct runs.
 #
-#   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
+#   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
 set -u
 export LC_ALL=C
 archive=$(readlink -f "$1")
 brantel=$(readlink -f "$2")
 fixture=$(readlink -f "$3")
 lock=$(readlink -f "$4")
+report=$(readlink -f "$5")
 here=$(cd "$(dirname "$0")" && pwd)
 # Blanks and quotes in every path (the driver's own place, SOURCE, OUTPUT and
 # the file names) must reach brantel unchanged, locally and through ssh.
@@ -22,7 +23,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's.XXXXXX")
 trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 src=$work/src
 mkdir -p "$work/bin dir"
-cp "$archive" "$brantel" "$lock" "$work/bin dir/"
+cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
 archive="$work/bin dir/$(basename "$archive")"
 
 . "$here/check_support.sh"
@@ -53,8 +54,8 @@ while read -r rel; do
 done < "$work/good"
 check "65 recordings to convert" [ "$(wc -l < "$work/good")" -eq 65 ]
 
-same_outputs() { # same_outputs REF OUT
-    diff -r -x .brantel-archive "$1" "$2" >/dev/null
+same_outputs() { # same_outputs REF OUT: the report page aside
+    diff -r -x .brantel-archive -x index.html -x report "$1" "$2" >/dev/null
 }
 no_stray_file() { # no_stray_file OUT
     [ -z "$(find "$1" -name '.brantel-tmp.*')" ]
@@ -72,8 +73,13 @@ check "clash listed" grep -qx 'failed: 2016/05/20160505/x.dat: output clashes wi
 check "report holds the failures" [ "$(wc -l < "$work/out1/.brantel-archive/report")" -eq 4 ]
 check "report is tab-separated" grep -qP '^2016/05/20160504/e6050499.dat\tfread: EOF $' "$work/out1/.brantel-archive/report"
 check "skipped files listed" diff <(printf '2016/notes.csv\nREADME.txt\n') "$work/out1/.brantel-archive/skipped"
-check "nothing but outputs outside the bookkeeping" \
-    [ -z "$(find "$work/out1" -path "$work/out1/.brantel-archive" -prune -o -type f ! -name '*.tm4' -print)" ]
+check "nothing but outputs and the report page outside the bookkeeping" \
+    [ -z "$(find "$work/out1" -path "$work/out1/.brantel-archive" -prune -o -path "$work/out1/report" -prune -o \
+        -type f ! -name '*.tm4' ! -path "$work/out1/index.html" -print)" ]
+check "the report page is written" [ -s "$work/out1/index.html" ]
+check "the summary names the report page" grep -qx "brantel-archive: report: $work/out1/index.html" "$work/out1.stdout"
+check "the report line follows the counts" \
+    [ "$(sed -n 2p "$work/out1.stdout")" = "brantel-archive: report: $work/out1/index.html" ]
 
 # ---- a second run converts nothing again --------------------------------------
 before=$(find "$work/out1" -name '*.tm4' -printf '%p %i %T@\n' | sort)

@@ -130,6 +130,12 @@ void check_installed_tree(const fs::path &root, const fs::path &io_dir, const fs
         run_shell(sh_quote(lock.string()) + " " + sh_quote((work_dir / "lock").string()) + " echo held", io_dir);
     EXPECT_EQ(locked.status, 0) << locked.err;
     EXPECT_EQ(locked.out, "held\n");
+    // brantel-report, which writes the driver's report page, goes beside it too.
+    const fs::path report = root / "bin" / "brantel-report";
+    ASSERT_TRUE(is_executable_file(report)) << report;
+    const command_result usage = run_shell(sh_quote(report.string()) + " --help", io_dir);
+    EXPECT_EQ(usage.status, 0) << usage.err;
+    EXPECT_EQ(usage.out, "Usage: brantel-report OUTPUT\n");
     ASSERT_TRUE(fs::is_regular_file(page)) << page;
     EXPECT_EQ(read_file(page), read_file(fs::path(SOURCE_DIR) / "doc" / "brantel.1"));
 

@@ -24,18 +24,6 @@ std::string number(double v) {
     return text;
 }
 
-std::vector<std::string> split_tabs(const std::string &line) {
-    std::vector<std::string> fields;
-    std::size_t start = 0;
-    for (;;) {
-        const std::size_t tab = line.find('\t', start);
-        fields.push_back(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
-        if (tab == std::string::npos) break;
-        start = tab + 1;
-    }
-    return fields;
-}
-
 bool to_i64(const std::string &s, int64_t &v) {
     char *end = nullptr;
     errno = 0;
@@ -80,6 +68,18 @@ bool parse_span(const std::vector<std::string> &f, day_span &s) {
 }
 
 } // namespace
+
+std::vector<std::string> split_tabs(const std::string &line) {
+    std::vector<std::string> fields;
+    std::size_t start = 0;
+    for (;;) {
+        const std::size_t tab = line.find('\t', start);
+        fields.push_back(line.substr(start, tab == std::string::npos ? std::string::npos : tab - start));
+        if (tab == std::string::npos) break;
+        start = tab + 1;
+    }
+    return fields;
+}
 
 fs::path book_of(const fs::path &top) {
     return top / ".brantel-archive";
@@ -306,6 +306,10 @@ std::string recording_key(const std::string &path) {
 
 fs::path recording_facts_path(const fs::path &top, const std::string &path) {
     return book_of(top) / "recordings" / recording_key(path);
+}
+
+fs::path catalog_of(const fs::path &top) {
+    return book_of(top) / "catalog";
 }
 
 } // namespace sds

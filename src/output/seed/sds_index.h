@@ -24,6 +24,9 @@ namespace fs = std::filesystem;
 
 fs::path book_of(const fs::path &top);
 
+// The fields of a tab-separated line (one field when it has no tab).
+std::vector<std::string> split_tabs(const std::string &line);
+
 // FNV-1a, 64 bits: names files by a path.
 uint64_t fnv1a(const void *bytes, std::size_t n, uint64_t seed = 0xcbf29ce484222325ULL);
 // A hash of a day file's content, word by word.
@@ -123,5 +126,8 @@ bool parse_facts(const std::string &text, recording_facts &facts);
 // The name of a recording's facts file, from its path as given.
 std::string recording_key(const std::string &path);
 fs::path recording_facts_path(const fs::path &top, const std::string &path);
+// The folder of the facts of recordings as read (brantel --catalog), keyed
+// as recordings/ is.
+fs::path catalog_of(const fs::path &top);
 
 } // namespace sds
