@@ -83,8 +83,11 @@ install: $(BUILD)/CMakeCache.txt
 	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 # Converts the bundled examples into $(BUILD)/demo/, one folder per example
-# with a PNG quick-look of each, and keeps them.
-demo: build
+# with a PNG quick-look of each, and keeps them; then files them all into one
+# SDS tree with the archive driver. Builds only the programs the demo runs
+# (the target demo_programs), not the test suites.
+demo: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target demo_programs
 	bash examples/demo.sh $(BUILD)/brantel $(BUILD)/demo
 
 # The picture in the README: the quick-look of the two vx24 examples combined
