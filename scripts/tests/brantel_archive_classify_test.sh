@@ -8,20 +8,8 @@
 # '=').
 #
 #   brantel_archive_classify_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive classify.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
-mkdir -p "$work/bin dir" "$work/run"
-cp "$archive" "$brantel" "$lock" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
-
-. "$here/check_support.sh"
+WORK_NAME="brantel archive classify"
+. "$(dirname "$0")/archive_run_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 # A first-generation day: the oldest kind ("Tidserier 18 2", no stamps) with
@@ -34,12 +22,6 @@ mkdir -p "$day"
 "$fixture" vx16txt out="$day/x4031228.txt" kind=1 blocks=2 >/dev/null
 "$fixture" vx24 out="$src/2017/r.vx24" samples=200 >/dev/null
 
-run() { # run NAME DRIVER-ARGS...: stdout and stderr in $work/NAME.*, status in $status
-    local name=$1
-    shift
-    "$archive" "$@" > "$work/$name.stdout" 2> "$work/$name.stderr" < /dev/null
-    status=$?
-}
 summary() { head -n 1 "$work/$1.stdout"; }
 kind_of() { # kind_of BOOKKEEPING FILE
     awk -F'\t' -v f="$2" '$1 == f { print $2 }' "$1/classified"

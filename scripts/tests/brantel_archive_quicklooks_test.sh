@@ -10,20 +10,8 @@
 # written.
 #
 #   brantel_archive_quicklooks_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive quick-looks.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
-mkdir -p "$work/bin dir" "$work/run"
-cp "$archive" "$brantel" "$lock" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
-
-. "$here/check_support.sh"
+WORK_NAME="brantel archive quick-looks"
+. "$(dirname "$0")/archive_run_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 # Two vx24 recorders of three elements each: ensholm (station byte 4, codes
@@ -37,12 +25,6 @@ rec 2016-05-04/e10 4 $((day4 + 36000))
 rec 2016-05-05/e10 4 $((day4 + 86400 + 36000))
 rec 2016-05-04/a10 1 $((day4 + 36000))
 
-run() { # run NAME DRIVER-ARGS...: stdout and stderr in $work/NAME.*, status in $status
-    local name=$1
-    shift
-    "$archive" "$@" > "$work/$name.stdout" 2> "$work/$name.stderr" < /dev/null
-    status=$?
-}
 line_of() { # line_of NAME: the quick-looks line of a run
     sed -n 's/^brantel-archive: quick-looks: //p' "$work/$1.stdout"
 }
