@@ -122,7 +122,22 @@ check "--plot added: a name for every element and day" [ "$(pictures "$tree2")" 
 check "--plot added: the same pictures as a tree drawn all along" \
     diff -r "$tree/report/quicklooks" "$tree2/report/quicklooks"
 
-# ---- brantel --sds --plot by hand, without gnuplot ----------------------------------
+# ---- without gnuplot ------------------------------------------------------------------
+# A PATH of every program but gnuplot.
+mkdir -p "$work/no gnuplot"
+for f in /usr/local/bin/* /usr/bin/* /bin/*; do
+    name=${f##*/}
+    [ "$name" = gnuplot ] || [ -e "$work/no gnuplot/$name" ] || ln -s "$f" "$work/no gnuplot/$name"
+done
+rec 2016-05-07/e10 4 $((day4 + 3 * 86400 + 36000))
+before=$(cd "$tree" && find . -printf '%p %i %s %T@\n' | sort)
+PATH=$work/no\ gnuplot run nognuplot_driver --sds "$src" "$tree" -- --plot
+check "driver without gnuplot: status 1" [ "$status" -eq 1 ]
+check "driver without gnuplot: one line" [ "$(cat "$work/nognuplot_driver.stderr")" = \
+    "brantel-archive: --plot needs gnuplot, which is not on the PATH; install it (Debian: apt-get install gnuplot-nox)" ]
+check "driver without gnuplot: nothing written" [ "$before" = "$(cd "$tree" && find . -printf '%p %i %s %T@\n' | sort)" ]
+
+# brantel --sds --plot by hand.
 mkdir -p "$work/empty"
 (cd "$work/run" && PATH=$work/empty "$brantel" --sds "$work/tree3" --plot "$src/2016-05-04/e10.vx24" \
     > "$work/nognuplot.stdout" 2> "$work/nognuplot.stderr")
