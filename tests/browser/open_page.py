@@ -12,8 +12,9 @@ The page is opened from file://. Every console message (console.* calls,
 uncaught exceptions, the browser's own log entries) and every request the
 page makes is recorded; a request outside the page's folder (another folder,
 http:, https:, ...) is refused and counts as a fault. After the load event
-the DOM (document.documentElement.outerHTML) may be written to a file and a
-PNG screenshot taken.
+the DOM (document.documentElement.outerHTML) may be written to a file, every
+link and picture checked to lead to a file in the page's folder (--links),
+and a PNG screenshot taken.
 
 Standard output gets one JSON object: the load time in milliseconds, the
 console messages, the requests and the faults. The exit status is 0 when the
@@ -328,6 +329,34 @@ def call_pumping(browser, session, watch, method, params, deadline):
     return answer["result"]
 
 
+# Every link and picture of the page, as the browser resolves them.
+LINKS_EXPRESSION = (
+    "Array.from(document.querySelectorAll('a[href], img[src], image[href], link[href], script[src]'))"
+    ".map(e => e.href && e.href.baseVal !== undefined ? new URL(e.href.baseVal, document.baseURI).href"
+    " : (e.href || e.src))")
+
+
+def check_links(browser, session, watch, report, deadline):
+    """Every link and picture must lead to a file in the page's folder
+    (fragments and queries aside); a link to another place of the page
+    itself is fine."""
+    found = call_pumping(browser, session, watch, "Runtime.evaluate",
+                         {"expression": LINKS_EXPRESSION, "returnByValue": True}, deadline)
+    links = found["result"].get("value") or []
+    report["links"] = len(links)
+    broken = []
+    for url in links:
+        bare = url.split("#", 1)[0].split("?", 1)[0]
+        if not watch.inside(bare) or not bare.startswith("file:"):
+            broken.append(url)
+            continue
+        path = urllib.request.url2pathname(urllib.parse.urlparse(bare).path)
+        if not os.path.isfile(path):
+            broken.append(url)
+    for url in sorted(set(broken)):
+        report["faults"].append("link to no file in the page's folder: " + url)
+
+
 def open_page(args, browser, page_path, report):
     deadline = time.monotonic() + args.timeout
     page_url = urllib.parse.urljoin("file:", urllib.request.pathname2url(page_path))
@@ -366,6 +395,8 @@ def open_page(args, browser, page_path, report):
                                deadline)
             with open(args.dom, "w", encoding="utf-8") as f:
                 f.write(dom["result"]["value"])
+        if args.links:
+            check_links(browser, session, watch, report, deadline)
         if args.screenshot:
             shot = {"format": "png"}
             if args.full_page:
@@ -396,6 +427,9 @@ def main():
     parser.add_argument("--dom", help="write the DOM after loading to this file")
     parser.add_argument("--screenshot", help="write a PNG screenshot to this file")
     parser.add_argument("--full-page", action="store_true", help="the screenshot holds the whole page")
+    parser.add_argument("--links", action="store_true",
+                        help="every link and picture (a, img, SVG image, link, script) must lead to a file in "
+                             "the page's folder")
     parser.add_argument("--width", type=int, default=1400, help="viewport width (default 1400)")
     parser.add_argument("--height", type=int, default=900, help="viewport height (default 900)")
     parser.add_argument("--timeout", type=float, default=30.0, help="seconds for the whole check (default 30)")

@@ -159,6 +159,21 @@ def main():
         check("file outside the folder: never read",
               os.path.exists(dom_outside) and "<title>test page</title>" in open(dom_outside).read())
 
+        # Links: every one must lead to a file in the folder.
+        write(os.path.join(site, "links", "pictures", "day one.png"), "not really a picture")
+        write(os.path.join(site, "links", "index.html"),
+              page('<a href="pictures/day%20one.png#top">day one</a> <a href="#here" id="here">here</a>'
+                   '<svg width="10" height="10"><image href="pictures/day%20one.png" width="1" height="1"/></svg>'))
+        status, summary, err, _ = run(os.path.join(site, "links", "index.html"), "--links")
+        check("links that resolve: status 0", status == 0, err)
+        check("links that resolve: all counted", summary is not None and summary.get("links") == 3, repr(summary))
+        write(os.path.join(site, "broken", "index.html"),
+              page('<a href="pictures/missing.png">missing</a> <a href="../links/index.html">elsewhere</a>'))
+        status, summary, err, _ = run(os.path.join(site, "broken", "index.html"), "--links")
+        check("broken links: status 1", status == 1, err)
+        check("broken links: both named", err.count("link to no file in the page's folder") == 2
+              and "missing.png" in err and "links/index.html" in err, err)
+
         # A page that never ends loading: the timeout ends it, and the
         # browser with it.
         write(os.path.join(site, "endless", "index.html"), page("", "<script>for (;;) {}</script>"))
