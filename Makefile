@@ -11,7 +11,7 @@ JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized test-tsan fuzz fuzz-long fuzz-build coverage demo readme-picture regen-golden install clean bench bench-tools bench-mseed
+.PHONY: all build test test-sanitized test-tsan fuzz fuzz-long fuzz-build coverage demo readme-picture report-screenshot regen-golden install clean bench bench-tools bench-mseed
 
 all: build
 
@@ -84,14 +84,25 @@ install: $(BUILD)/CMakeCache.txt
 	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 # Converts the bundled examples into $(BUILD)/demo/, one folder per example
-# with a PNG quick-look of each, and keeps them.
-demo: build
+# with a PNG quick-look of each, and keeps them; then files them all into one
+# SDS tree with the archive driver. Builds only the programs the demo runs
+# (the target demo_programs), not the test suites.
+demo: $(BUILD)/CMakeCache.txt
+	cmake --build $(BUILD) -j $(JOBS) --target demo_programs
 	bash examples/demo.sh $(BUILD)/brantel $(BUILD)/demo
 
 # The picture in the README: the quick-look of the two vx24 examples combined
 # (30 s apart, so the gap shows), taken from the demo.
 readme-picture: demo
 	cp $(BUILD)/demo/combined/vx24/arvola_20170714_024000.png doc/quicklook.png
+
+# The picture of the demo's archive report (build/demo/sds/index.html, written
+# by the driver at the end of its run), taken in headless Chromium by the page
+# harness, which also checks that the page loads cleanly from file://
+# (needs tools/install_deps.sh --browser).
+report-screenshot: demo
+	/usr/bin/python3 tests/browser/open_page.py --links --full-page --screenshot doc/report.png \
+		$(BUILD)/demo/sds/index.html
 
 # Times the tool on a day and a week of recordings in every layout and on
 # BENCH_MANY half-hour files with -c, against a plain fprintf converter,

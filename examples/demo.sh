@@ -2,8 +2,11 @@
 # Converts the bundled example recordings with a few option sets, each into a
 # folder of its own under the demo directory (default build/demo), with a
 # PNG quick-look of every window, shows the beginning of each result, and
-# keeps everything for a look afterwards. The source tree is left untouched:
-# each folder gets copies of the recordings it converts.
+# keeps everything for a look afterwards. It ends by filing all of them into
+# one SDS tree with the archive driver (brantel-archive beside BRANTEL, else
+# on the PATH), first-generation recordings included, with a quick-look per
+# recorder and day, and names the tree's report. The source tree is left
+# untouched: each folder gets copies of the recordings it converts.
 #
 #   examples/demo.sh [BRANTEL [DEMO_DIR]]
 set -euo pipefail
@@ -99,4 +102,22 @@ show "${tm4%.*}.channel0"
 cd "$demo"
 echo
 echo "The demo outputs are kept in $demo, one folder per example; the quick-looks:"
-find . -name '*.png' | sort | sed 's|^\./|  |'
+find . -path ./sds -prune -o -name '*.png' -print | sort | sed 's|^\./|  |'
+
+# Every example in one SDS tree: the driver classifies with --legacy, so the
+# first-generation recordings are filed too, and the recording that is there
+# twice (e6050427 as .dat and as .txt) is kept once.
+archive=$(dirname "$bin")/brantel-archive
+[ -x "$archive" ] || archive=brantel-archive
+mkdir -p "$demo/sds-source"
+cp -r "$examples/vx16" "$examples/vx24" "$examples/tm4" "$demo/sds-source/"
+echo
+echo "== sds"
+echo "\$ brantel-archive --sds sds-source sds -- --legacy --plot"
+(cd "$demo" && "$archive" --sds sds-source sds -- --legacy --plot)
+echo
+if [ -f "$demo/sds/index.html" ]; then
+    echo "The archive's report: $demo/sds/index.html"
+else
+    echo "The SDS tree: $demo/sds; the quick-looks of its days: $demo/sds/report/quicklooks/"
+fi

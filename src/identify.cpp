@@ -9,7 +9,9 @@
 #include <stdexcept>
 #include <string>
 
+#include "open_recording.h"
 #include "process_exit.h"
+#include "settings.h"
 #include "vxfil/comment.h"
 #include "vxfil/fatal.h"
 #include "vxfil/format_probe.h"
@@ -56,6 +58,38 @@ std::size_t block_length(const std::string &line) {
     return 0;
 }
 
+std::string first_line(const unsigned char *bytes, std::size_t n, std::size_t *end) {
+    std::size_t i = 0;
+    while (i < n && bytes[i] != '\n' && bytes[i] != '\r')
+        ++i;
+    *end = i;
+    return std::string(reinterpret_cast<const char *>(bytes), i);
+}
+
+// A comment-headed recording whose first line ends at `end`: as the reader
+// choice decides, a text recording's first block line (three numbers at
+// least) follows the first line; binary words make none.
+std::string vx16_kind(const unsigned char *bytes, std::size_t n, std::size_t end) {
+    if (end + 1 < n) {
+        const std::string rest(reinterpret_cast<const char *>(bytes) + end + 1, n - end - 1);
+        float a = 0, b = 0, c = 0;
+        if (std::sscanf(rest.c_str(), "%f %f %f", &a, &b, &c) == 3) return "vx16-text";
+    }
+    return "vx16-binary";
+}
+
+// With --legacy, a first line that names no kind of its own ("Tidserier 18
+// 2" of the oldest recorders) still heads a recording when the reader
+// choice takes it for one.
+std::string kind_with_options(const unsigned char *bytes, std::size_t n) {
+    const std::string kind = kind_by_first_bytes(bytes, n);
+    if (kind != "not-a-recording" || !legacy || n < 5 || VxFil::probe_format(bytes, n) != VxFil::probe_kind::VX16)
+        return kind;
+    std::size_t end = 0;
+    first_line(bytes, n, &end);
+    return vx16_kind(bytes, n, end);
+}
+
 struct first_bytes {
     unsigned char bytes[VxFil::probe_buffer_size];
     std::size_t n = 0;
@@ -69,14 +103,6 @@ first_bytes read_first_bytes(const char *path) {
     fb.opened = true;
     fb.n = std::fread(fb.bytes, 1, sizeof fb.bytes, f.get());
     return fb;
-}
-
-std::string first_line(const unsigned char *bytes, std::size_t n, std::size_t *end) {
-    std::size_t i = 0;
-    while (i < n && bytes[i] != '\n' && bytes[i] != '\r')
-        ++i;
-    *end = i;
-    return std::string(reinterpret_cast<const char *>(bytes), i);
 }
 
 // What the reader printed and threw, as one line.
@@ -139,7 +165,7 @@ std::string header_fields(const char *path, const std::string &kind, std::size_t
         const exit_handler old_exit = set_exit_handler(throw_process_end);
         std::string error;
         try {
-            rec.reset(VxFil::vxdetect(path, 0.0));
+            rec = open_recording_or_throw(path);
             if (!rec)
                 error = std::string("Can't open ") + path;
             else
@@ -167,15 +193,7 @@ std::string kind_by_first_bytes(const unsigned char *bytes, std::size_t n) {
     const std::string line = first_line(bytes, n, &end);
     if (is_comment_line(line)) {
         if (n >= 5 && VxFil::probe_format(bytes, n) == VxFil::probe_kind::TM4) return "tm4";
-        // As the reader choice decides: a text recording's first block line
-        // (three numbers at least) follows the comment line; binary words
-        // make none.
-        if (end + 1 < n) {
-            const std::string rest(reinterpret_cast<const char *>(bytes) + end + 1, n - end - 1);
-            float a = 0, b = 0, c = 0;
-            if (std::sscanf(rest.c_str(), "%f %f %f", &a, &b, &c) == 3) return "vx16-text";
-        }
-        return "vx16-binary";
+        return vx16_kind(bytes, n, end);
     }
     const int numbers = leading_numbers(line);
     if (end < n && numbers >= 4 && numbers <= 127) return "tm4";
@@ -192,7 +210,7 @@ int identify_files(int count, char **paths) {
             line += std::string("\tdamaged\tCan't open ") + path;
             status = 1;
         } else {
-            const std::string kind = kind_by_first_bytes(fb.bytes, fb.n);
+            const std::string kind = kind_with_options(fb.bytes, fb.n);
             std::size_t end = 0;
             try {
                 if (kind == "not-a-recording") throw std::logic_error(kind);

@@ -9,7 +9,10 @@
 // fails is "damaged" and its line ends with the reader's message instead of
 // the header fields; a file whose first bytes are of no format of the family
 // (no vx24 magic, no comment line of a comment-headed recording, no TM4 data
-// line) is "not-a-recording".
+// line) is "not-a-recording". The classifying options of a conversion
+// (--legacy, --station) apply: with them the first line of the oldest
+// recorders ("Tidserier 18 2") heads a recording, and recordings that name no
+// station take the station a conversion with the same options would give.
 #pragma once
 
 #include <string>

@@ -36,18 +36,23 @@ void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path)
     }
 }
 
-// The recording reader for a path, with first-generation reading as the
-// options ask for it.
-std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
+std::unique_ptr<VxFil::Vxfil_Base> open_recording_or_throw(const std::filesystem::path &path) {
     VxFil::legacy_options options;
     options.m_enabled = legacy != 0;
     options.m_station = legacy_station;
     try {
         return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
     } catch (const VxFil::missing_station &) {
-        exit_with_line("Error: " + quoted(path) +
-                       " names no station, neither in its comment nor by a station letter in its file name; "
-                       "give one with --station NAME\n");
+        throw no_station_error("Error: " + quoted(path) +
+                               " names no station, neither in its comment nor by a station letter in its "
+                               "file name; give one with --station NAME\n");
     }
 }
 
+std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
+    try {
+        return open_recording_or_throw(path);
+    } catch (const no_station_error &e) {
+        exit_with_line(e.what());
+    }
+}

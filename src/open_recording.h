@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "vxfil/vxdetect.h"
@@ -13,6 +14,15 @@
 // The recording reader for a path, with first-generation reading as the
 // options ask for it; null when the file cannot be opened.
 std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path& path);
+
+// A first-generation recording whose station is known from nowhere; what()
+// is the line that open_recording ends the process with.
+struct no_station_error : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// The same without ending the process: throws no_station_error instead.
+std::unique_ptr<VxFil::Vxfil_Base> open_recording_or_throw(const std::filesystem::path& path);
 
 // The sample rate must be usable for time steps: finite and above zero.
 void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path);

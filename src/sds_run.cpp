@@ -22,6 +22,7 @@
 #include "process_exit.h"
 #include "sds_index.h"
 #include "sds_merge.h"
+#include "sds_quicklooks.h"
 #include "sds_stage.h"
 #include "settings.h"
 
@@ -30,11 +31,12 @@ namespace {
 namespace fs = std::filesystem;
 
 // Long options that may go with --sds: they change neither the layout nor
-// the samples. Every other option, and every short one but -z, is refused.
+// the samples (--plot draws the quick-looks of the days a merge changed).
+// Every other option, and every short one but -z, is refused.
 constexpr std::string_view ALLOWED_LONG[] = {
     "--network", "--record-length", "--legacy", "--station", "--quiet", "--debug",
     "--mseed",   "--sds",           "--sds-stage", "--sds-merge", "--disable-globbing", "--enable-globbing",
-    "--identify", "--keep-going", "--done-list",
+    "--identify", "--keep-going", "--done-list", "--plot",
 };
 
 bool allowed(const given_option& o) {
@@ -94,6 +96,24 @@ bool stage_all(const fs::path& top, const std::string& run, int count, char** fi
     return all;
 }
 
+// With --plot: the quick-looks that are missing (those of the days that
+// this merge or an earlier one without --plot changed, and every day of a
+// tree that had none), drawn under the merge lock so that no day file
+// changes meanwhile. False when any could not be drawn (its message
+// printed).
+bool draw_quicklooks(const fs::path& top) {
+    sds::quicklook_outcome drawn;
+    {
+        sds::merge_lock lock(top);
+        drawn = sds::draw_missing_quicklooks(top);
+    }
+    std::fflush(stdout);
+    for (const std::string& line : drawn.failures) std::cerr << line;
+    if (!quiet || sds_merge_run)
+        std::printf("Quick-looks: %zu drawn, %zu failed\n", drawn.drawn, drawn.failures.size());
+    return drawn.failures.empty();
+}
+
 } // namespace
 
 void refuse_options_beside_sds(const std::vector<given_option>& given) {
@@ -117,6 +137,9 @@ int sds_main(int count, char** files) {
     // to the system and faulted in afresh.
     mallopt(M_MMAP_MAX, 0);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    // The quick-looks need gnuplot: refused at once, before anything is
+    // filed, when it is missing.
+    if (plot && !sds_stage_run) check_plot_tool();
     const fs::path top = sds_directory;
     const sds::tree_settings settings{mseed_record_length, global_scale};
     try {
@@ -146,6 +169,7 @@ int sds_main(int count, char** files) {
         if (!quiet || sds_merge_run)
             std::printf("SDS: %zu day files written, %zu channels, %zu gaps, %zu conflicts\n",
                         outcome.day_files_written, outcome.channels, outcome.gaps, outcome.conflicts);
+        if (plot && !draw_quicklooks(top)) all = false;
         return all && outcome.refused.empty() ? 0 : 1;
     } catch (const std::exception& e) {
         exit_with_line(std::string("Error: ") + e.what() + "\n");

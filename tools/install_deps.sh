@@ -7,8 +7,21 @@
 # - GNU parallel (the archive driver) and gnuplot (quick-look pictures);
 # - man-db and groff for the manual page test, numpy and pandas for the test
 #   that runs the README's loading recipes;
-# - with --fuzz also clang 14 and its libFuzzer runtime.
+# - with --fuzz also clang 14 and its libFuzzer runtime;
+# - with --browser also Chromium, in which the tests open the report pages
+#   (headless; without it those tests are skipped unless CI is set).
+# Both may be given: tools/install_deps.sh --fuzz --browser
 set -euo pipefail
+
+fuzz=0
+browser=0
+for arg in "$@"; do
+  case $arg in
+  --fuzz) fuzz=1 ;;
+  --browser) browser=1 ;;
+  *) echo "usage: tools/install_deps.sh [--fuzz] [--browser]" >&2; exit 1 ;;
+  esac
+done
 
 need=()
 command -v cmake >/dev/null || need+=(cmake)
@@ -33,10 +46,13 @@ command -v groff >/dev/null || need+=(groff)
 [ -x /usr/bin/python3 ] || need+=(python3)
 /usr/bin/python3 -c 'import numpy' >/dev/null 2>&1 || need+=(python3-numpy)
 /usr/bin/python3 -c 'import pandas' >/dev/null 2>&1 || need+=(python3-pandas)
-if [ "${1:-}" = "--fuzz" ]; then
+if [ "$fuzz" = 1 ]; then
   # The fuzz targets: clang 14 with libFuzzer and the sanitizer runtimes.
   command -v clang++-14 >/dev/null || need+=(clang-14)
   ls /usr/lib/llvm-14/lib/clang/*/lib/linux/libclang_rt.fuzzer-x86_64.a >/dev/null 2>&1 || need+=(libclang-rt-14-dev)
+fi
+if [ "$browser" = 1 ]; then
+  command -v chromium >/dev/null || need+=(chromium)
 fi
 [ ${#need[@]} -eq 0 ] && exit 0
 

@@ -7,21 +7,8 @@
 # again, and loses none.
 #
 #   brantel_archive_batch_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-report=$(readlink -f "$5")
-here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's batches.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
-mkdir -p "$work/bin dir" "$work/run"
-cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
-
-. "$here/check_support.sh"
+WORK_NAME="brantel archive's batches"
+. "$(dirname "$0")/archive_run_support.sh"
 
 # ---- a damaged recording in the middle of a batch ------------------------------
 # Twelve recordings of one directory; with --jobs 1 the driver makes batches

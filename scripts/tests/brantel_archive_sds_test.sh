@@ -139,6 +139,8 @@ check "a day of one station from several files" test -f "$out/2016/XX/REA1/BDF.D
     -a -f "$out/2016/XX/REA1/BDF.D/XX.REA1..BDF.D.2016.126"
 
 # ---- a rerun changes nothing (--plot and no --quiet: no --restart needed) --------
+# (--plot draws the quick-looks that are missing, in report/, beside the day
+# files.)
 before=$(snapshot "$out")
 tree_before=$(day_files "$out" | (cd "$out" && xargs -d '\n' stat -c '%n %i %s %Y'))
 "$archive" --sds --jobs 2 "$src" "$out" -- --plot > "$work/rerun.stdout" 2> "$work/rerun.stderr"

@@ -537,8 +537,7 @@ TEST_F(SdsArchive, RefusedOptionsWriteNothing) {
                                                            {"-o"},
                                                            {"-z", "0"},
                                                            {"-u", "2"},
-                                                           {"-f"},
-                                                           {"--plot"}};
+                                                           {"-f"}};
     auto listing = [&] {
         std::vector<std::string> names;
         for (const auto &e : fs::recursive_directory_iterator(work.path))

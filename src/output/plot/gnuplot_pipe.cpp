@@ -60,24 +60,6 @@ std::string read_back(FILE *f) {
     return text;
 }
 
-// A write into a pipe whose reader has ended must fail with EPIPE rather
-// than end the process; the previous disposition comes back afterwards.
-class ignore_sigpipe {
-  public:
-    ignore_sigpipe() {
-        struct sigaction ignore {};
-        ignore.sa_handler = SIG_IGN;
-        sigemptyset(&ignore.sa_mask);
-        ::sigaction(SIGPIPE, &ignore, &m_previous);
-    }
-    ~ignore_sigpipe() { ::sigaction(SIGPIPE, &m_previous, nullptr); }
-    ignore_sigpipe(const ignore_sigpipe &) = delete;
-    ignore_sigpipe &operator=(const ignore_sigpipe &) = delete;
-
-  private:
-    struct sigaction m_previous {};
-};
-
 struct file_closer {
     void operator()(FILE *f) const { std::fclose(f); }
 };
@@ -90,6 +72,17 @@ std::string exit_text(int wstatus) {
 }
 
 } // namespace
+
+ignore_sigpipe::ignore_sigpipe() {
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigemptyset(&ignore.sa_mask);
+    ::sigaction(SIGPIPE, &ignore, &m_previous);
+}
+
+ignore_sigpipe::~ignore_sigpipe() {
+    ::sigaction(SIGPIPE, &m_previous, nullptr);
+}
 
 bool gnuplot_on_path() {
     const std::string path = search_path();

@@ -4,6 +4,8 @@
 // it fails.
 #pragma once
 
+#include <signal.h>
+
 #include <string>
 
 // Whether an executable "gnuplot" lies in a directory of the PATH (searched
@@ -20,3 +22,19 @@ struct gnuplot_result {
 // a pipe on its standard input) on `script`, with its standard output on the
 // open file descriptor `out_fd`.
 gnuplot_result run_gnuplot(const std::string &script, int out_fd);
+
+// A write into a pipe whose reader has ended must fail with EPIPE rather
+// than end the process: SIGPIPE is ignored for the lifetime of the object,
+// and the previous disposition comes back afterwards. Drawings on several
+// threads at once hold one around all of them, so that no thread restores
+// the disposition while another still writes.
+class ignore_sigpipe {
+  public:
+    ignore_sigpipe();
+    ~ignore_sigpipe();
+    ignore_sigpipe(const ignore_sigpipe &) = delete;
+    ignore_sigpipe &operator=(const ignore_sigpipe &) = delete;
+
+  private:
+    struct sigaction m_previous {};
+};

@@ -70,23 +70,12 @@ struct file_closer {
 // The horizontal frame: the window's time range, widened a little when all
 // samples share one time so that the axis has a length.
 plot_frame frame_of(const plot_source &source, long start_i, long size) {
-    plot_frame frame;
-    frame.columns = plot_columns();
-    frame.sample_step = source.rate > 0.0 && std::isfinite(source.rate) ? 1.0 / source.rate : 0.0;
-    if (!window_time_range(source.time, start_i, size, frame.t0, frame.t1)) {
-        frame.t0 = 0.0;
-        frame.t1 = 1.0;
+    double t0 = 0.0, t1 = 1.0;
+    if (!window_time_range(source.time, start_i, size, t0, t1)) {
+        t0 = 0.0;
+        t1 = 1.0;
     }
-    if (!(frame.t1 > frame.t0)) {
-        const double half = frame.sample_step > 0.0 ? frame.sample_step / 2 : 0.5;
-        frame.t0 -= half;
-        frame.t1 += half;
-    }
-    if (!(frame.t1 > frame.t0)) {
-        frame.t0 = std::nextafter(frame.t0, -std::numeric_limits<double>::infinity());
-        frame.t1 = std::nextafter(frame.t1, std::numeric_limits<double>::infinity());
-    }
-    return frame;
+    return plot_frame_of_range(t0, t1, source.rate);
 }
 
 plot_page page_of(const plot_source &source, long start_i, long size) {
@@ -105,6 +94,24 @@ plot_page page_of(const plot_source &source, long start_i, long size) {
 }
 
 } // namespace
+
+plot_frame plot_frame_of_range(double first, double last, double rate) {
+    plot_frame frame;
+    frame.columns = plot_columns();
+    frame.sample_step = rate > 0.0 && std::isfinite(rate) ? 1.0 / rate : 0.0;
+    frame.t0 = first;
+    frame.t1 = last;
+    if (!(frame.t1 > frame.t0)) {
+        const double half = frame.sample_step > 0.0 ? frame.sample_step / 2 : 0.5;
+        frame.t0 -= half;
+        frame.t1 += half;
+    }
+    if (!(frame.t1 > frame.t0)) {
+        frame.t0 = std::nextafter(frame.t0, -std::numeric_limits<double>::infinity());
+        frame.t1 = std::nextafter(frame.t1, std::numeric_limits<double>::infinity());
+    }
+    return frame;
+}
 
 void check_plot_tool() {
     if (!gnuplot_on_path())
@@ -131,33 +138,39 @@ std::string plot_time_label(double first, double last) {
     return a == b ? "UTC, " + a : "UTC, " + a + " to " + b;
 }
 
-void write_plot(const fs::path &path, const plot_source &source, long start_i, long size,
-                const gnuplot_runner &run) {
+std::string draw_plot_page(const fs::path &path, const plot_page &page, const gnuplot_runner &run) {
     // The output file is opened first, so that a place that cannot be written
     // is refused before gnuplot runs; gnuplot draws into an anonymous file,
     // whose bytes go to the output only when they are a picture.
     AtomicFile out;
-    if (!out.open(path)) exit_with_line("Can't open file " + quoted(path) + "\n");
+    if (!out.open(path)) return "Can't open file " + quoted(path) + "\n";
     std::unique_ptr<FILE, file_closer> picture(std::tmpfile());
     if (!picture) {
         out.abort();
-        exit_with_line("Error: Can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n");
+        return "Error: Can't write file " + quoted(path) + ": " + std::strerror(errno) + "\n";
     }
-    const gnuplot_result drawn = run(gnuplot_script(page_of(source, start_i, size)), fileno(picture.get()));
+    const gnuplot_result drawn = run(gnuplot_script(page), fileno(picture.get()));
     if (!drawn.ok) {
         out.abort();
         std::string messages = drawn.messages;
         if (!messages.empty() && messages.back() != '\n') messages += '\n';
-        exit_with_line("Error: gnuplot could not draw " + quoted(path) + ":\n" + messages);
+        return "Error: gnuplot could not draw " + quoted(path) + ":\n" + messages;
     }
     const std::string png = read_back(picture.get());
     if (!is_png(png)) {
         out.abort();
-        exit_with_line("Error: gnuplot wrote no PNG picture for " + quoted(path) + "\n");
+        return "Error: gnuplot wrote no PNG picture for " + quoted(path) + "\n";
     }
     if (!out.write(png.data(), png.size()) || !out.commit()) {
         const int error = errno != 0 ? errno : EIO;
         out.abort();
-        exit_with_line("Error: Can't write file " + quoted(path) + ": " + std::strerror(error) + "\n");
+        return "Error: Can't write file " + quoted(path) + ": " + std::strerror(error) + "\n";
     }
+    return "";
+}
+
+void write_plot(const fs::path &path, const plot_source &source, long start_i, long size,
+                const gnuplot_runner &run) {
+    const std::string failure = draw_plot_page(path, page_of(source, start_i, size), run);
+    if (!failure.empty()) exit_with_line(failure);
 }

@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "gnuplot_pipe.h"
+#include "plot_envelope.h"
+#include "plot_script.h"
 #include "series.h"
 
 // The most channels one picture stacks.
@@ -43,6 +45,18 @@ void check_plot_channels(const std::filesystem::path &first_input, std::size_t c
 // gnuplot's own messages; nothing is left under `path` or the temporary name.
 void write_plot(const std::filesystem::path &path, const plot_source &source, long start_i, long size,
                 const gnuplot_runner &run = run_gnuplot);
+
+// The horizontal frame of a picture of the samples from `first` to `last`
+// (Unix seconds) at `rate` per second, widened a little when the two are one
+// time so that the axis has a length.
+plot_frame plot_frame_of_range(double first, double last, double rate);
+
+// Draws `page` into `path` as write_plot does; returns empty when the
+// picture is in place, else the message (one line naming the file, followed
+// by gnuplot's own messages), with nothing left under `path` or the
+// temporary name.
+std::string draw_plot_page(const std::filesystem::path &path, const plot_page &page,
+                           const gnuplot_runner &run = run_gnuplot);
 
 // The text of a plot's title and time axis label, from the window's first and
 // last time (exposed for tests).

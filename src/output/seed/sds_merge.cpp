@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "atomic_file.h"
+#include "sds_quicklooks.h"
 #include "mseed_read.h"
 #include "sds_stage.h"
 #include "sds_staged_file.h"
@@ -323,8 +324,16 @@ void merger::check_index() {
         const fs::path path = m_top / rel;
         day_entry entry;
         if (!read_day_entry(m_top, name, entry)) continue;
+        // A day file that is gone or other than the archive wrote it: the
+        // quick-look of its day shows what it no longer holds.
+        auto forget_picture = [&] {
+            channel_codes codes;
+            int64_t day = 0;
+            if (parse_day_file_name(name, codes, day)) forget_quicklook(m_top, codes, day);
+        };
         struct stat sb {};
         if (::stat(path.c_str(), &sb) != 0) {
+            forget_picture();
             // Our own first write of this file, interrupted before the rename.
             if (!(entry.has_prev && entry.prev_absent))
                 std::cerr << "Warning: day file " << quoted_text(path.string())
@@ -352,6 +361,7 @@ void merger::check_index() {
         } else if (!entry.damaged) {
             std::cerr << "Warning: day file " << quoted_text(path.string())
                       << " was changed since the archive wrote it; it is taken as it is now\n";
+            forget_picture();
         }
         entry.size = bytes.size();
         entry.hash = hash;
@@ -790,6 +800,9 @@ bool merger::write_day(const channel_codes &codes, int64_t d, const sample_list 
     }
     write_day_entry(m_top, name, next);
 
+    // The picture of the recorder's day shows the old samples: it goes
+    // first, to be drawn again from the new day file.
+    forget_quicklook(m_top, codes, d);
     std::error_code ec;
     fs::create_directories(path.parent_path(), ec);
     if (ec) throw std::runtime_error("can't create \"" + path.parent_path().string() + "\": " + ec.message());

@@ -69,7 +69,11 @@ std::string iso_time_ms(int64_t t_us) {
     return text;
 }
 
-std::string day_file_path_of_name(const std::string &name) {
+namespace {
+
+// The fields of NET.STA.LOC.CHAN.D.YEAR.DOY; empty when the name is not of
+// that form.
+std::vector<std::string> day_file_fields(const std::string &name) {
     std::vector<std::string> f(1);
     for (char c : name) {
         if (c == '.')
@@ -79,6 +83,33 @@ std::string day_file_path_of_name(const std::string &name) {
     }
     if (f.size() != 7 || f[4] != "D" || f[5].size() != 4 || f[6].size() != 3 || f[0].empty() || f[1].empty() ||
         f[3].empty())
-        return "";
+        return {};
+    return f;
+}
+
+bool all_digits(const std::string &text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+} // namespace
+
+std::string day_file_path_of_name(const std::string &name) {
+    const std::vector<std::string> f = day_file_fields(name);
+    if (f.empty()) return "";
     return f[5] + "/" + f[0] + "/" + f[1] + "/" + f[3] + ".D/" + name;
+}
+
+bool parse_day_file_name(const std::string &name, channel_codes &codes, int64_t &day) {
+    const std::vector<std::string> f = day_file_fields(name);
+    if (f.empty() || !all_digits(f[5]) || !all_digits(f[6])) return false;
+    const int year = std::stoi(f[5]), day_of_year = std::stoi(f[6]);
+    std::tm tm{};
+    tm.tm_year = year - 1900;
+    tm.tm_mday = 1;
+    const int64_t first = static_cast<int64_t>(timegm(&tm)) / 86400;
+    const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    if (day_of_year < 1 || day_of_year > (leap ? 366 : 365)) return false;
+    codes = {f[0], f[1], f[2], f[3]};
+    day = first + day_of_year - 1;
+    return true;
 }

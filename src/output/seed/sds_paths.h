@@ -31,3 +31,7 @@ std::string iso_time_ms(int64_t t_us);
 // The path (relative to the archive's top) of a day file named
 // NET.STA.LOC.CHAN.D.YEAR.DOY; empty when the name is not of that form.
 std::string day_file_path_of_name(const std::string &name);
+
+// The codes and UTC day of a day file named NET.STA.LOC.CHAN.D.YEAR.DOY;
+// false when the name is not of that form or names no day of its year.
+bool parse_day_file_name(const std::string &name, channel_codes &codes, int64_t &day);
