@@ -9,14 +9,9 @@
 // fails is "damaged" and its line ends with the reader's message instead of
 // the header fields; a file whose first bytes are of no format of the family
 // (no vx24 magic, no comment line of a comment-headed recording, no TM4 data
-// line) is "not-a-recording".
+// line) is "not-a-recording". The recording library describes each file
+// (vxfil/header_description.h); this prints the lines.
 #pragma once
-
-#include <string>
-
-// Kind of a file by its first bytes alone: "vx24", "vx16-binary",
-// "vx16-text", "tm4" or "not-a-recording".
-std::string kind_by_first_bytes(const unsigned char *bytes, std::size_t n);
 
 // Describes every file; returns the exit status: 1 when any file is damaged
 // or not a recording, else 0.
