@@ -95,9 +95,9 @@ readme-picture: demo
 
 # Times the tool on a day and a week of recordings in every layout and on
 # BENCH_MANY half-hour files with -c, against a plain fprintf converter,
-# numpy's savetxt, cp of the output and the cost of writing the output bytes;
-# then the archive driver's overhead per job and its throughput with --jobs 1
-# and 2. Inputs and outputs live in a temporary directory that is removed
+# numpy's savetxt, cp of the output and the cost of writing the output bytes,
+# and each file's conversion against its floor (see bench-per-file); then the
+# archive driver's overhead per job and its throughput with --jobs 1 and 2. Inputs and outputs live in a temporary directory that is removed
 # afterwards. Several minutes; not part of `make test`.
 BENCH_RUNS ?= 5
 BENCH_MANY ?= 1000
