@@ -11,7 +11,7 @@ JOBS ?= 2
 CMAKE_FLAGS ?=
 PREFIX ?= /usr/local
 
-.PHONY: all build test test-sanitized test-tsan fuzz fuzz-long fuzz-build coverage demo readme-picture report-screenshot regen-golden install clean bench bench-tools bench-mseed
+.PHONY: all build test test-sanitized test-tsan fuzz fuzz-long fuzz-build coverage demo readme-picture report-screenshot regen-golden install clean bench bench-tools bench-mseed bench-per-file
 
 all: build
 
@@ -38,11 +38,12 @@ test-sanitized: $(ASAN_BUILD)/CMakeCache.txt
 $(TSAN_BUILD)/CMakeCache.txt:
 	cmake -S . -B $(TSAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBRANTEL_TSAN=ON $(CMAKE_FLAGS)
 
-# The tests that run the output file's writer thread, on a ThreadSanitizer
-# build: the output file's own tests, the writers, and the end-to-end cases
-# whose outputs span many buffers (the whole conversion runs threaded there).
-TSAN_UNIT_TESTS ?= *OutFile*:Writers*
-TSAN_E2E_CASES ?= *run_messages_in_order*:*run_write_error_before*:*vx24_default*:*cond_filter*:*layout_vxdat*
+# The tests that run threads, on a ThreadSanitizer build: the output file's
+# own tests, the writers, the filter over every series at once, and the
+# end-to-end cases whose outputs span many buffers (the whole conversion runs
+# threaded there) or whose miniSEED channels are packed on several threads.
+TSAN_UNIT_TESTS ?= *OutFile*:Writers*:FilterTogether*
+TSAN_E2E_CASES ?= *run_messages_in_order*:*run_write_error_before*:*vx24_default*:*cond_filter*:*layout_vxdat*:*mseed_channels_packed_together*
 test-tsan: $(TSAN_BUILD)/CMakeCache.txt
 	cmake --build $(TSAN_BUILD) -j $(JOBS) --target brantel brantel-fixture unit_tests e2e_tests
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 $(TSAN_BUILD)/tests/unit_tests --gtest_filter='$(TSAN_UNIT_TESTS)'
@@ -106,19 +107,22 @@ report-screenshot: demo
 
 # Times the tool on a day and a week of recordings in every layout and on
 # BENCH_MANY half-hour files with -c, against a plain fprintf converter,
-# numpy's savetxt, cp of the output and the cost of writing the output bytes;
-# then the archive driver's overhead per job and its throughput with --jobs 1
-# and 2. Inputs and outputs live in a temporary directory that is removed
-# afterwards. Several minutes; not part of `make test`.
+# numpy's savetxt, cp of the output and the cost of writing the output bytes,
+# and each file's conversion against its floor (see bench-per-file); then the
+# archive driver against a plain loop on about a thousand recordings (mirror
+# with --jobs 1 and 2, and --sds). Inputs and outputs live in a temporary
+# directory that is removed afterwards, but for the driver's archive, kept in
+# the build folder. Many minutes; not part of `make test`.
 BENCH_RUNS ?= 5
 BENCH_MANY ?= 1000
 BENCH = $(BUILD)/bench/brantel-bench --brantel $(BUILD)/brantel --fixture $(BUILD)/brantel-fixture \
 	--baseline $(BUILD)/bench/bench-fprintf-baseline --floor $(BUILD)/bench/bench-write-floor \
-	--savetxt bench/savetxt_baseline.py --runs $(BENCH_RUNS) --many $(BENCH_MANY)
+	--mseed-baseline $(BUILD)/bench/bench-mseed-baseline --savetxt bench/savetxt_baseline.py --runs $(BENCH_RUNS) --many $(BENCH_MANY)
 
 bench-tools: $(BUILD)/CMakeCache.txt
 	cmake -S . -B $(BUILD) >/dev/null
-	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-fixture brantel-bench bench-fprintf-baseline bench-write-floor
+	cmake --build $(BUILD) -j $(JOBS) --target brantel brantel-fixture brantel-bench bench-fprintf-baseline bench-write-floor \
+		bench-mseed-baseline
 
 bench: bench-tools
 	$(BENCH)
@@ -129,6 +133,12 @@ bench: bench-tools
 # sizes, and wall and CPU times of interleaved runs.
 bench-mseed: bench-tools
 	$(BENCH) --mseed-only
+
+# Only the goals of each file's conversion: --mseed against a single-threaded
+# libmseed converter, four columns against the durable write of its bytes,
+# -u 4 -f against the plain conversion per output byte, --identify against cat.
+bench-per-file: bench-tools
+	$(BENCH) --per-file-only
 
 # Rewrites the expected files of the end-to-end cases from the current binary.
 # Review the diff before committing: expected files are never regenerated to

@@ -43,6 +43,7 @@ struct tools {
     std::string baseline;
     std::string floor;
     std::string savetxt; // empty: numpy is not installed
+    std::string mseed_baseline;
 };
 
 // numpy's savetxt baseline runs under the system Python, which has numpy
@@ -166,6 +167,8 @@ class bench {
     }
 
     const fs::path &in() const { return m_in; }
+    const fs::path &work() const { return m_work; }
+    const fs::path &cmp() const { return m_cmp; }
 
     void fixture(std::vector<std::string> words) {
         words.insert(words.begin(), m_tools.fixture);
@@ -249,7 +252,7 @@ void usage() {
     std::fprintf(stderr,
                  "usage: brantel-bench --brantel PATH --fixture PATH --baseline PATH --floor PATH\n"
                  "                     [--savetxt SCRIPT] [--runs N] [--week-runs N] [--many N] [--keep]\n"
-                 "                     [--mseed-only]\n");
+                 "                     --mseed-baseline PATH [--mseed-only] [--per-file-only]\n");
     std::exit(2);
 }
 
@@ -296,11 +299,88 @@ void print_mseed_against_text(bench &b, const std::string &day, long long day_n,
                 verdict(mc < tc));
 }
 
+// The goals of each file's conversion, every pair of commands run in turn
+// (interleaved, so that both see the same load) and set against each other
+// by the ratio of their medians:
+//   --mseed of the day against the single-threaded libmseed converter
+//     (bench-mseed-baseline: read, Steim-2 pack, write, sync and rename);
+//   the four-column day against the durable write of its finished bytes from
+//     memory (bench-write-floor --durable: temporary file, fsync, rename);
+//   -u 4 -f against the plain conversion, seconds per output byte;
+//   --identify of the day against reading it once (cat to /dev/null), both
+//     from the page cache.
+void print_per_file_goals(bench &b, const tools &t, const std::string &day, int runs, int identify_runs) {
+    const bench_case plain{"vx24 day, four columns", {day}, 0};
+    const bench_case mseed{"vx24 day, --mseed", {"--mseed", day}, 0};
+    const bench_case u4f{"vx24 day, -u 4 -f", {"-u", "4", "-f", day}, 0};
+    const fs::path work = b.work(), floor_out = b.cmp() / "floor.out", base_out = b.cmp() / "baseline.mseed";
+    std::vector<double> mseed_walls, base_walls, plain_walls, floor_walls, u4f_per_byte, plain_per_byte;
+    std::vector<double> phases[4];
+    for (int i = 0; i < runs; ++i) {
+        mseed_walls.push_back(b.measure(mseed, 1).wall);
+        base_walls.push_back(run_checked({t.mseed_baseline, day, base_out.string()}, work).wall);
+        double read_s = 0, pack_s = 0, write_s = 0, sync_s = 0;
+        if (std::sscanf(read_text(work / "helper.out").c_str(), "read %lf pack %lf write %lf sync %lf", &read_s,
+                        &pack_s, &write_s, &sync_s) == 4) {
+            phases[0].push_back(read_s);
+            phases[1].push_back(pack_s);
+            phases[2].push_back(write_s);
+            phases[3].push_back(sync_s);
+        }
+        fs::remove(base_out);
+        const case_result p = b.measure(plain, 1);
+        plain_walls.push_back(p.wall);
+        plain_per_byte.push_back(p.wall / static_cast<double>(p.out_bytes));
+        // The floor writes the bytes of the conversion just made; one is made
+        // for it untimed.
+        run_checked({t.brantel, "--quiet", day}, work);
+        const fs::path made = fs::path(day).replace_extension("tm4");
+        run_checked({t.floor, "--durable", made.string(), floor_out.string()}, work);
+        floor_walls.push_back(std::strtod(read_text(work / "helper.out").c_str(), nullptr));
+        fs::remove(floor_out);
+        fs::remove(made);
+        fs::remove(work / "logfile");
+        const case_result u = b.measure(u4f, 1);
+        u4f_per_byte.push_back(u.wall / static_cast<double>(u.out_bytes));
+    }
+    std::vector<double> identify_walls, cat_walls;
+    for (int i = 0; i < identify_runs; ++i) {
+        measurement m;
+        run({t.brantel, "--identify", day}, work, "/dev/null", work / "identify.err", m);
+        identify_walls.push_back(m.wall);
+        run({"cat", day}, work, "/dev/null", work / "cat.err", m);
+        cat_walls.push_back(m.wall);
+    }
+    const double mseed_ratio = median(mseed_walls) / median(base_walls);
+    const double plain_ratio = median(plain_walls) / median(floor_walls);
+    const double u4f_ratio = median(u4f_per_byte) / median(plain_per_byte);
+    const double identify_ratio = median(identify_walls) / median(cat_walls);
+    std::printf("\nper-file goals, one day (medians of %d interleaved runs; %d for --identify):\n", runs,
+                identify_runs);
+    std::printf("  libmseed converter %.3f s (read %.3f, pack %.3f, write %.3f, sync and rename %.3f); "
+                "brantel --mseed %.3f s\n",
+                median(base_walls), median(phases[0]), median(phases[1]), median(phases[2]), median(phases[3]),
+                median(mseed_walls));
+    std::printf("  durable write floor of the four columns %.3f s; brantel %.3f s\n", median(floor_walls),
+                median(plain_walls));
+    std::printf("  cat to /dev/null %.4f s; brantel --identify %.4f s\n", median(cat_walls),
+                median(identify_walls));
+    std::printf("  --mseed / libmseed converter                   %6.2f  (target <= 0.8)   %s\n", mseed_ratio,
+                verdict(mseed_ratio <= 0.8));
+    std::printf("  four columns / durable write floor             %6.2f  (target <= 1.3)   %s\n", plain_ratio,
+                verdict(plain_ratio <= 1.3));
+    std::printf("  -u 4 -f / plain, time per output byte          %6.2f  (target <= 1.2)   %s\n", u4f_ratio,
+                verdict(u4f_ratio <= 1.2));
+    std::printf("  --identify / cat                               %6.2f  (target <= 2)     %s\n",
+                identify_ratio, verdict(identify_ratio <= 2));
+}
+
 int main(int argc, char **argv) {
     tools t;
     int runs = 5, week_runs = 3, many = 1000;
     bool keep = false;
-    bool mseed_only = false; // only the miniSEED against four-column comparison
+    bool mseed_only = false;    // only the miniSEED against four-column comparison
+    bool per_file_only = false; // only the per-file goals
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
         auto value = [&]() -> std::string {
@@ -325,12 +405,17 @@ int main(int argc, char **argv) {
             week_runs = std::atoi(value().c_str());
         else if (a == "--keep")
             keep = true;
+        else if (a == "--mseed-baseline")
+            t.mseed_baseline = fs::absolute(value());
         else if (a == "--mseed-only")
             mseed_only = true;
+        else if (a == "--per-file-only")
+            per_file_only = true;
         else
             usage();
     }
-    if (t.brantel.empty() || t.fixture.empty() || t.baseline.empty() || t.floor.empty() || runs < 1 ||
+    if (t.brantel.empty() || t.fixture.empty() || t.baseline.empty() || t.floor.empty() ||
+        t.mseed_baseline.empty() || runs < 1 ||
         week_runs < 1 || many < 1)
         usage();
     if (!t.savetxt.empty() && std::system("/usr/bin/python3 -c 'import numpy' >/dev/null 2>&1") != 0)
@@ -348,9 +433,10 @@ int main(int argc, char **argv) {
     const std::string week = (in / "week.vx24").string();
     const std::string tm4 = (in / "daytm4.tm4").string();
     b.fixture({"vx24", "out=" + day, "duration=86400", "wave=sine", "amp=3000", "noise=20"});
-    if (mseed_only) {
+    if (mseed_only || per_file_only) {
         b.freeze_inputs();
-        print_mseed_against_text(b, day, 86400LL * 20, runs);
+        if (mseed_only) print_mseed_against_text(b, day, 86400LL * 20, runs);
+        if (per_file_only) print_per_file_goals(b, t, day, runs, 21);
         if (!keep) fs::remove_all(root);
         return 0;
     }
@@ -499,6 +585,7 @@ int main(int argc, char **argv) {
         verdict(week_bytes <= 60));
 
     print_mseed_against_text(b, day, day_n, runs);
+    print_per_file_goals(b, t, day, runs, 21);
 
     if (keep)
         std::printf("\ninputs kept in %s\n", root.c_str());

@@ -18,6 +18,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "le_bytes.h"
@@ -90,28 +91,20 @@ vx_channel decode_channel(const unsigned char *p) {
 
 } // namespace
 
-VXFIL24::VXFIL24(const char *filename) : Vxfil_Base(filename) {
-    file_bytes bytes = read_whole_file(filename);
-    parse(bytes.data.get(), bytes.size);
-}
-
-VXFIL24::VXFIL24(const unsigned char *bytes, size_t size, const char *name) : Vxfil_Base(name) {
-    parse(bytes, size);
-}
-
-void VXFIL24::parse(const unsigned char *bytes, size_t size) {
+vx24_layout parse_vx24_layout(const unsigned char *bytes, size_t size) {
+    vx24_layout layout;
     // The header is decoded from a zero-padded copy so that a short file
     // still reaches the version dispatch with defined contents.
     unsigned char head[40] = {};
     if (size > 0) std::memcpy(head, bytes, std::min(size, sizeof head));
 
-    vx_header_header &hh = m_header.header;
+    vx_header_header &hh = layout.header.header;
     hh.m_magic = le_magic(head);
     hh.m_version = head[4];
     hh.m_station = head[5];
     hh.m_header_length = le16(head + 6);
 
-    vx_header_common &c = m_header.common;
+    vx_header_common &c = layout.header.common;
     c.m_seconds = le32(head + 8);
     c.m_nanoseconds = le32(head + 12);
     c.m_channel_bitmap = le32(head + 16);
@@ -131,12 +124,12 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
         break;
     case 1:
         hh.m_header_length = static_cast<uint16_t>(hh.m_header_length + 4);
-        m_header.v.v1.m_host_timestamp = le32(head + 32);
+        layout.header.v.v1.m_host_timestamp = le32(head + 32);
         header_size = common_end + 4;
         break;
     case 2:
-        m_header.v.v2.m_host_timestamp = le32(head + 32);
-        m_header.v.v2.m_device_id = le32(head + 36);
+        layout.header.v.v2.m_host_timestamp = le32(head + 32);
+        layout.header.v.v2.m_device_id = le32(head + 36);
         header_size = common_end + 8;
         break;
     default:
@@ -161,11 +154,10 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     pos += chunk_head;
 
     const size_t n_channels = c.m_num_channels;
-    m_data.assign(n_channels, data_channel_type{});
-    m_channels.assign(n_channels, vx_channel{});
+    layout.channels.assign(n_channels, vx_channel{});
     for (size_t k = 0; k < n_channels; ++k) {
-        if (size - pos >= channel_size) m_channels[k] = decode_channel(bytes + pos);
-        if (m_channels[k].m_magic != magic_chan) throw std::runtime_error("Unknown magic chan\n");
+        if (size - pos >= channel_size) layout.channels[k] = decode_channel(bytes + pos);
+        if (layout.channels[k].m_magic != magic_chan) throw std::runtime_error("Unknown magic chan\n");
         pos += channel_size;
     }
 
@@ -178,24 +170,43 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     // Up to three trailing bytes belong to no value and are ignored. Values
     // that do not fill a last frame still go to the first channels, which
     // then hold one sample more than the time sequence.
-    const uint64_t data_bytes = size - pos;
-    const uint64_t n_values = data_bytes / value_size;
-    const uint64_t per_channel = n_values / n_channels;
-    const uint64_t left_over = n_values % n_channels;
+    const uint64_t n_values = (size - pos) / value_size;
+    layout.data_offset = pos;
+    layout.per_channel = n_values / n_channels;
+    layout.left_over = n_values % n_channels;
+    return layout;
+}
+
+VXFIL24::VXFIL24(const char *filename) : Vxfil_Base(filename) {
+    file_bytes bytes = read_whole_file(filename);
+    parse(bytes.data.get(), bytes.size);
+}
+
+VXFIL24::VXFIL24(const unsigned char *bytes, size_t size, const char *name) : Vxfil_Base(name) {
+    parse(bytes, size);
+}
+
+void VXFIL24::parse(const unsigned char *bytes, size_t size) {
+    vx24_layout layout = parse_vx24_layout(bytes, size);
+    m_header = layout.header;
+    m_channels = std::move(layout.channels);
+    const size_t n_channels = m_channels.size();
+    m_data.assign(n_channels, data_channel_type{});
+    const uint64_t per_channel = layout.per_channel;
 
     // Every sequence is reserved once and then appended to: its values are
     // written once, with no zero-filling pass over the memory first.
     reserve_huge(m_time, per_channel);
     const double t0 = m_header.time();
-    const double f = c.m_sample_freq_hz;
+    const double f = m_header.common.m_sample_freq_hz;
     for (uint64_t i = 0; i < per_channel; ++i)
         m_time.push_back(static_cast<double>(i) / f + t0);
 
-    const unsigned char *values = bytes + pos;
+    const unsigned char *values = bytes + layout.data_offset;
     const uint64_t stride = n_channels * value_size;
     for (size_t k = 0; k < n_channels; ++k) {
         data_channel_type &d = m_data[k];
-        const uint64_t count = per_channel + (k < left_over ? 1 : 0);
+        const uint64_t count = per_channel + (k < layout.left_over ? 1 : 0);
         reserve_huge(d, count);
         const unsigned char *first = values + k * value_size;
         for (uint64_t i = 0; i < count; ++i)

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "conditioning_steps.h"
+#include "filter_together.h"
 #include "series.h"
 #include "settings.h"
 
@@ -97,9 +98,7 @@ resample_tail resampling_step() {
 
 void filtering_step() {
     say("Filtering...");
-    for (series_t& values : data) {
-        filter_series(values);
-    }
+    filter_all_series(data);
     end_step("done.\n");
 }
 

@@ -202,19 +202,12 @@ inline double one_output(const double *line, long m) {
 
 } // namespace
 
-void filter_block(double *values, long count) {
-    if (count <= 0) {
-        return;
-    }
-    static double line[HISTORY + CHUNK];
+namespace {
+
+// Filters count values in place, line[0 .. HISTORY) holding the 129 inputs
+// before them, oldest first; afterwards it holds the 129 newest inputs.
+void filter_after_history(double *line, double *values, long count) {
     const lane_path path = current_path();
-    for (int t = 1; t <= HISTORY; ++t) {
-        int slot = index - t;
-        if (slot < 0) {
-            slot += TAPS;
-        }
-        line[HISTORY - t] = prev_x[slot];
-    }
     long done = 0;
     while (done < count) {
         const long m_count = count - done < CHUNK ? count - done : CHUNK;
@@ -235,6 +228,23 @@ void filter_block(double *values, long count) {
         }
         done += m_count;
     }
+}
+
+} // namespace
+
+void filter_block(double *values, long count) {
+    if (count <= 0) {
+        return;
+    }
+    static double line[HISTORY + CHUNK];
+    for (int t = 1; t <= HISTORY; ++t) {
+        int slot = index - t;
+        if (slot < 0) {
+            slot += TAPS;
+        }
+        line[HISTORY - t] = prev_x[slot];
+    }
+    filter_after_history(line, values, count);
     // Leave the shared state as count calls of Filter would: the write index
     // advanced by count, and the 129 newest inputs in their circular slots.
     index = static_cast<int>((index + count % TAPS) % TAPS);
@@ -244,6 +254,29 @@ void filter_block(double *values, long count) {
             slot += TAPS;
         }
         prev_x[slot] = line[HISTORY - t];
+    }
+}
+
+void filter_with_history(const double *before, double *values, long count) {
+    double line[HISTORY + CHUNK];
+    for (int t = 0; t < HISTORY; ++t) {
+        line[t] = before[t];
+    }
+    filter_after_history(line, values, count);
+}
+
+void filter_skip(const double *newest, long count) {
+    if (count <= 0) {
+        return;
+    }
+    const long kept = count < TAPS ? count : TAPS;
+    index = static_cast<int>((index + (count - kept) % TAPS) % TAPS);
+    for (long i = 0; i < kept; ++i) {
+        prev_x[index] = newest[i];
+        ++index;
+        if (index > TAPS - 1) {
+            index = 0;
+        }
     }
 }
 

@@ -12,6 +12,17 @@ double Filter(double x);
 // index afterwards. Several outputs are computed together, which is faster.
 void filter_block(double *values, long count);
 
+// Filters count values in place as filter_block does, but after the 129
+// inputs at before (oldest first) instead of the shared history, which it
+// neither reads nor changes: pieces of one series can so be filtered at the
+// same time, each after the inputs that precede it.
+void filter_with_history(const double *before, double *values, long count);
+
+// Leaves the shared history and write index as filter_block on count values
+// would, without computing outputs; newest holds the last min(count, 129)
+// of those values.
+void filter_skip(const double *newest, long count);
+
 // The coefficient table (129 taps, from filter.dat).
 extern const double H[129];
 

@@ -12,14 +12,10 @@
 // line) is "not-a-recording". The classifying options of a conversion
 // (--legacy, --station) apply: with them the first line of the oldest
 // recorders ("Tidserier 18 2") heads a recording, and recordings that name no
-// station take the station a conversion with the same options would give.
+// station take the station a conversion with the same options would give. The
+// recording library describes each file
+// (vxfil/header_description.h); this prints the lines.
 #pragma once
-
-#include <string>
-
-// Kind of a file by its first bytes alone: "vx24", "vx16-binary",
-// "vx16-text", "tm4" or "not-a-recording".
-std::string kind_by_first_bytes(const unsigned char *bytes, std::size_t n);
 
 // Describes every file; returns the exit status: 1 when any file is damaged
 // or not a recording, else 0.

@@ -36,16 +36,18 @@ void check_rate(const VxFil::Vxfil_Base& rec, const std::filesystem::path& path)
     }
 }
 
-std::unique_ptr<VxFil::Vxfil_Base> open_recording_or_throw(const std::filesystem::path &path) {
+VxFil::legacy_options legacy_reading_options() {
     VxFil::legacy_options options;
     options.m_enabled = legacy != 0;
     options.m_station = legacy_station;
+    return options;
+}
+
+std::unique_ptr<VxFil::Vxfil_Base> open_recording_or_throw(const std::filesystem::path &path) {
     try {
-        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, options));
+        return std::unique_ptr<VxFil::Vxfil_Base>(VxFil::vxdetect(path.c_str(), 0.0, legacy_reading_options()));
     } catch (const VxFil::missing_station &) {
-        throw no_station_error("Error: " + quoted(path) +
-                               " names no station, neither in its comment nor by a station letter in its "
-                               "file name; give one with --station NAME\n");
+        throw no_station_error(VxFil::missing_station_line(path.string()));
     }
 }
 

@@ -9,7 +9,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "vxfil/legacy_reading.h"
 #include "vxfil/vxdetect.h"
+
+// First-generation reading as --legacy and --station ask for it.
+VxFil::legacy_options legacy_reading_options();
 
 // The recording reader for a path, with first-generation reading as the
 // options ask for it; null when the file cannot be opened.

@@ -27,4 +27,11 @@ class missing_station : public std::runtime_error {
     std::string m_path;
 };
 
+// The line that names a missing station and the option that supplies one.
+inline std::string missing_station_line(const std::string &path) {
+    return "Error: \"" + path +
+           "\" names no station, neither in its comment nor by a station letter in its file name; give one "
+           "with --station NAME\n";
+}
+
 } // namespace VxFil

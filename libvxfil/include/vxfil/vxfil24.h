@@ -3,10 +3,33 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 #include "vxfil/vxfil_base.h"
 
 namespace VxFil {
+
+// Everything of a vx24 file but its samples: the header, the channel
+// records, where the samples begin and how they divide among the channels.
+struct vx24_layout {
+    vx_header header;
+    std::vector<vx_channel> channels;
+    size_t data_offset = 0;   // first byte of the first sample
+    uint64_t per_channel = 0; // whole frames: the length of the time sequence
+    uint64_t left_over = 0;   // values after the last whole frame, one each to the first channels
+};
+
+// Decodes and checks the layout of a vx24 file of size bytes, failing as the
+// reader does (std::runtime_error with its message, or fatal_exit for a
+// version above 2). Only the bytes before the first sample are looked at, so
+// bytes may hold no more than the first vx24_layout_bytes of the file while
+// size is the whole file's.
+vx24_layout parse_vx24_layout(const unsigned char *bytes, size_t size);
+
+// Bytes before the first sample of the largest layout: a version-2 header,
+// the "chns" chunk head, 255 channel records and the "data" chunk head.
+inline constexpr size_t vx24_layout_bytes = 40 + 8 + 255 * 32 + 8;
 
 class VXFIL24 : public Vxfil_Base {
   public:

@@ -21,6 +21,22 @@ constexpr int MAX_LINKS = 40;
 
 std::atomic<unsigned> next_serial{0};
 
+// Writeback is started in stretches of this size.
+constexpr std::size_t WRITEBACK_STRETCH = std::size_t{4} << 20;
+
+// Starts writing [from, to) of the file to the disk without waiting. A file
+// system that cannot is left to the fsync of commit(), which reports any
+// error of the writeback.
+void start_writeback(int fd, std::size_t from, std::size_t to) {
+#ifdef SYNC_FILE_RANGE_WRITE
+    ::sync_file_range(fd, static_cast<off_t>(from), static_cast<off_t>(to - from), SYNC_FILE_RANGE_WRITE);
+#else
+    (void)fd;
+    (void)from;
+    (void)to;
+#endif
+}
+
 int close_keeping_errno(int fd) {
     const int saved = errno;
     const int r = ::close(fd);
@@ -62,6 +78,8 @@ bool AtomicFile::open(const fs::path &final_path) {
         m_fd = ::open(m_target.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
         return m_fd >= 0;
     }
+    m_written = 0;
+    m_started = 0;
     m_temp = temporary_name(m_target, static_cast<long>(::getpid()), next_serial++);
     // Entered before it exists, so that no signal can leave it behind.
     m_entry = enter_temporary(m_temp.c_str());
@@ -88,6 +106,11 @@ bool AtomicFile::write(const void *bytes, std::size_t n) {
         }
         p += w;
         n -= static_cast<std::size_t>(w);
+        m_written += static_cast<std::size_t>(w);
+    }
+    if (!m_direct && m_written - m_started >= WRITEBACK_STRETCH) {
+        start_writeback(m_fd, m_started, m_written);
+        m_started = m_written;
     }
     return true;
 }

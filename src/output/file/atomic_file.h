@@ -17,6 +17,11 @@
 // final name that exists and is not a regular file (a device such as
 // /dev/full or /dev/stdout, a FIFO) is written directly, so that its write
 // errors are still reported.
+//
+// While a temporary file is written, the kernel is asked to start writing
+// each finished stretch of a few MiB to the disk at once (sync_file_range,
+// without waiting), so that the disk works while the rest is still being
+// produced and the fsync of commit() finds little left to do.
 #pragma once
 
 #include <cstddef>
@@ -53,6 +58,8 @@ class AtomicFile {
   private:
     int m_fd = -1;
     int m_entry = -1;               // entry in the registry of live temporary files
+    std::size_t m_written = 0;      // bytes written so far
+    std::size_t m_started = 0;      // bytes whose writeback has been started
     bool m_direct = false;          // writing straight into an existing non-regular file
     std::filesystem::path m_target; // the file the rename replaces
     std::filesystem::path m_temp;

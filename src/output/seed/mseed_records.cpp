@@ -15,8 +15,9 @@ namespace {
 
 // libmseed reports through its log functions; the messages are collected so
 // that a failure becomes one line of our own rather than library chatter.
+// Channels are packed on several threads at once: each collects its own.
 std::string &library_messages() {
-    static std::string messages;
+    thread_local std::string messages;
     return messages;
 }
 

@@ -1,41 +1,105 @@
 // The binary miniSEED layout: every channel of the window as miniSEED 2
 // records in one file.
+//
+// The channels are packed at the same time, one per core, each into records
+// of its own in memory, and then written one after the other. A channel's
+// records do not depend on any other channel's but for their sequence
+// numbers, which run through the file: each channel is packed from number 1
+// and its records are renumbered as they are written (record_numbering.h).
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <string>
 #include <string_view>
+#include <thread>
 
 #include "mseed_records.h"
 #include "out_file.h"
 #include "process_exit.h"
+#include "record_numbering.h"
 #include "writers.h"
+
+namespace {
+
+// The records of one channel, or what libmseed said when it refused them.
+struct channel_records {
+    std::string bytes;
+    std::string error;
+};
+
+channel_records pack_channel(const series_t &values, const series_t &time, const mseed_stream &stream,
+                             const std::vector<sample_range> &segments, std::size_t longest) {
+    channel_records r;
+    const record_sink to_memory = [&r](const char *bytes, std::size_t length) {
+        r.bytes.append(bytes, length);
+    };
+    std::unique_ptr<int32_t[]> scratch(new int32_t[longest]);
+    int sequence = 1;
+    for (const sample_range &seg : segments) {
+        const auto first = static_cast<std::size_t>(seg.begin);
+        try {
+            pack_segment(stream, values.data() + first, time.data() + first,
+                         static_cast<std::size_t>(seg.end - seg.begin), scratch.get(), sequence, to_memory);
+        } catch (const std::exception &e) {
+            r.error = e.what();
+            break;
+        }
+    }
+    return r;
+}
+
+// Below this many samples in all a second thread costs more than it saves.
+constexpr std::size_t THREADED_FROM = std::size_t{1} << 16;
+
+} // namespace
 
 void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &data, const series_t &time,
                  const mseed_file &file) {
     OutFile out(s);
-    const record_sink to_file = [&out](const char *bytes, std::size_t length) {
-        out.put(std::string_view(bytes, length));
-    };
-    int sequence = 1;
-    // One buffer for the integers of every segment, sized for the longest.
+    // One buffer for the integers of every segment of a channel, sized for the longest.
     long longest = 0;
     for (const sample_range &seg : file.segments)
         longest = std::max(longest, seg.end - seg.begin);
-    std::unique_ptr<int32_t[]> scratch(new int32_t[static_cast<std::size_t>(longest)]);
-    for (std::size_t ch = 0; ch < data.size(); ++ch) {
-        if (data[ch].empty()) continue;
-        const mseed_stream stream{file.network, file.stations[ch], "",
-                                  file.channel, file.rate,         file.record_length};
-        for (const sample_range &seg : file.segments) {
-            const auto first = static_cast<std::size_t>(seg.begin);
-            try {
-                pack_segment(stream, data[ch].data() + first, time.data() + first,
-                             static_cast<std::size_t>(seg.end - seg.begin), scratch.get(), sequence, to_file);
-            } catch (const std::exception &e) {
-                exit_with_line("Error: can't write file \"" + s.string() + "\": " + e.what() + "\n");
-            }
+    std::vector<std::size_t> channels;
+    for (std::size_t ch = 0; ch < data.size(); ++ch)
+        if (!data[ch].empty()) channels.push_back(ch);
+
+    std::vector<channel_records> packed(channels.size());
+    std::atomic<std::size_t> next{0};
+    auto pack_some = [&] {
+        for (std::size_t i = next++; i < channels.size(); i = next++) {
+            const std::size_t ch = channels[i];
+            const mseed_stream stream{file.network, file.stations[ch], "",
+                                      file.channel, file.rate,         file.record_length};
+            packed[i] =
+                pack_channel(data[ch], time, stream, file.segments, static_cast<std::size_t>(longest));
         }
+    };
+    const std::size_t total = static_cast<std::size_t>(longest) * channels.size();
+    const std::size_t helpers =
+        total < THREADED_FROM ? 0
+                              : std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()) - 1,
+                                                      channels.size() > 0 ? channels.size() - 1 : 0);
+    std::vector<std::thread> threads;
+    for (std::size_t h = 0; h < helpers; ++h)
+        threads.emplace_back(pack_some);
+    pack_some();
+    for (std::thread &t : threads)
+        t.join();
+
+    // Handed to the file record by record, as they were packed, so that the
+    // buffer fills and a failing write shows up at the same places.
+    const auto length = static_cast<std::size_t>(file.record_length);
+    int sequence = 1;
+    for (channel_records &r : packed) {
+        renumber_records(r.bytes, length, sequence);
+        for (std::size_t at = 0; at + length <= r.bytes.size(); at += length)
+            out.put(std::string_view(r.bytes).substr(at, length));
+        std::string().swap(r.bytes);
+        if (!r.error.empty())
+            exit_with_line("Error: can't write file \"" + s.string() + "\": " + r.error + "\n");
     }
     out.close();
 }

@@ -1,14 +1,15 @@
-// The kind of a file by its first bytes, as --identify reports it.
+// The kind of a file by its first bytes, as --identify reports it and the
+// recording library decides it.
 #include <gtest/gtest.h>
 
 #include <string>
 
-#include "identify.h"
+#include "vxfil/recording_kind.h"
 
 namespace {
 
 std::string kind(const std::string &bytes) {
-    return kind_by_first_bytes(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
+    return VxFil::kind_by_first_bytes(reinterpret_cast<const unsigned char *>(bytes.data()), bytes.size());
 }
 
 const std::string comment =
@@ -22,12 +23,12 @@ std::string block_line() {
     return line;
 }
 
-TEST(Identify, Vx24ByItsMagicAlone) {
+TEST(RecordingKind, Vx24ByItsMagicAlone) {
     EXPECT_EQ(kind("vx24"), "vx24");
     EXPECT_EQ(kind(std::string("vx24\x01\x00\x20\x00", 8)), "vx24");
 }
 
-TEST(Identify, CommentHeadedTextAndBinary) {
+TEST(RecordingKind, CommentHeadedTextAndBinary) {
     EXPECT_EQ(kind(comment + "\n" + block_line() + "\n"), "vx16-text");
     EXPECT_EQ(kind(comment + "\r\n" + block_line() + "\r\n"), "vx16-text");
     EXPECT_EQ(kind(comment + "\r" + std::string("\x2a\x03\x00\x00\x05\x00", 6)), "vx16-binary");
@@ -36,14 +37,14 @@ TEST(Identify, CommentHeadedTextAndBinary) {
     EXPECT_EQ(kind("!U128\r\x01\x02"), "vx16-binary");
 }
 
-TEST(Identify, Tm4WithAndWithoutCommentLine) {
+TEST(RecordingKind, Tm4WithAndWithoutCommentLine) {
     EXPECT_EQ(kind(comment + "\n1462368600.0000 1 2 3\n"), "tm4");
     // A TM4 data line without the comment line is of the family (the reader
     // will then fail on it).
     EXPECT_EQ(kind("1462368600.0000 1 2 3\n1462368600.0500 1 2 3\n"), "tm4");
 }
 
-TEST(Identify, ForeignFiles) {
+TEST(RecordingKind, ForeignFiles) {
     EXPECT_EQ(kind(""), "not-a-recording");
     EXPECT_EQ(kind("hello world\n"), "not-a-recording");
     EXPECT_EQ(kind("a,b\n1,2\n"), "not-a-recording");
