@@ -112,7 +112,7 @@ check "--plot again: the others untouched" [ "$(stamps "$tree" | grep -v -e 'XX.
 # ---- --plot added to a tree made without it ------------------------------------------
 tree2=$work/tree2
 run plain --sds "$src" "$tree2"
-check "made without --plot: no picture" [ ! -e "$tree2/report" ]
+check "made without --plot: no picture" [ -z "$(pictures "$tree2")" ]
 run added --sds "$src" "$tree2" -- --plot
 check "--plot added: status 0" [ "$status" -eq 0 ]
 check "--plot added: no --restart needed, nothing filed" \

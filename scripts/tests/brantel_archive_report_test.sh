@@ -91,6 +91,35 @@ check_page() { # check_page NAME OUTPUT
     check "$1: links resolve" links_resolve "$2"
     check "$1: nothing from elsewhere" nothing_from_elsewhere "$page"
     check "$1: no script needed" [ -z "$(grep -o '<script' "$page")" ]
+    check_in_browser "$1" "$2"
+}
+
+# The page as a browser sees it: headless Chromium opens it from file://
+# (tests/browser/open_page.py), nothing may reach its console and no request
+# may leave OUTPUT, every link and picture must resolve, and the DOM after
+# loading carries the same rows, gaps and failed file. Without a chromium the
+# checks are left out on a developer's machine but fail under CI, which
+# installs one (tools/install_deps.sh --browser).
+harness=$here/../../tests/browser/open_page.py
+check_in_browser() { # check_in_browser NAME OUTPUT
+    if ! command -v chromium >/dev/null; then
+        if [ -n "${CI:-}" ]; then
+            check "$1 in the browser: chromium on the PATH" false
+        else
+            echo "note: no chromium on the PATH: the page is not opened in a browser"
+        fi
+        return
+    fi
+    /usr/bin/python3 "$harness" --timeout 120 --links --full-page --dom "$1.dom.html" --screenshot "$1.png" \
+        "$2/index.html" > "$1.browser.stdout" 2> "$1.browser.stderr"
+    check "$1 in the browser: loads cleanly from file://" [ $? -eq 0 ]
+    check "$1 in the browser: nothing on the console" grep -q '"console": \[\]' "$1.browser.stdout"
+    check "$1 in the browser: no request outside OUTPUT" grep -q '"outside": \[\]' "$1.browser.stdout"
+    check "$1 in the browser: one row per channel" [ "$(rows_of "$1.dom.html")" = "$channels" ]
+    check "$1 in the browser: every gap with its times" diff expected-gaps <(gaps_of "$1.dom.html")
+    check "$1 in the browser: the damaged file" \
+        [ "$(grep -o 'data-failed="[^"]*"' "$1.dom.html")" = 'data-failed="vx24/b/broken.vx24"' ]
+    check "$1 in the browser: a screenshot" [ -s "$1.png" ]
 }
 
 # ---- SDS tree ------------------------------------------------------------------
