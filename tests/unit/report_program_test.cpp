@@ -7,7 +7,9 @@
 
 #include <chrono>
 #include <filesystem>
+#include <cstdlib>
 #include <fstream>
+#include <iterator>
 
 #include "child_process.h"
 #include "report_tree.h"
@@ -146,4 +148,36 @@ TEST(ReportProgram, TheBookkeepingOfAYearOfHalfHours) {
 #if !defined(BRANTEL_SLOW_BUILD)
     EXPECT_LT(seconds, 10.0);
 #endif
+}
+
+// The year's page in headless Chromium, with the page harness that the
+// environment variable BRANTEL_PAGE_HARNESS names (the test
+// report_year_in_browser sets it): it loads from file:// cleanly, the DOM
+// after loading carries every gap's hook, and the load takes under 10 s.
+TEST(ReportProgram, AYearLoadsInTheBrowser) {
+    const char *harness = std::getenv("BRANTEL_PAGE_HARNESS");
+    if (!harness) GTEST_SKIP() << "BRANTEL_PAGE_HARNESS names no page harness";
+    temp_dir t;
+    synthetic_archive a;
+    a.top = t.file("sds");
+    a.recordings = 17520;
+    write_synthetic_archive(a);
+    ASSERT_EQ(run_child(t.path, REPORT_BIN, {a.top.string()}).status, 0);
+    const child_result r = run_child(t.path, "/usr/bin/python3",
+                                     {harness, "--timeout", "120", "--dom", t.file("dom.html").string(),
+                                      (a.top / "index.html").string()});
+    std::cout << r.out;
+    // Status 2: no browser to run. CI installs one, so there it fails.
+    if (r.status == 2 && !std::getenv("CI")) GTEST_SKIP() << "no chromium to open the page: " << r.err;
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::size_t at = r.out.find("\"load_ms\": ");
+    ASSERT_NE(at, std::string::npos);
+    const double load_ms = std::stod(r.out.substr(at + 11));
+    EXPECT_LT(load_ms, 10000.0);
+    std::ifstream dom(t.file("dom.html"));
+    const std::string text((std::istreambuf_iterator<char>(dom)), std::istreambuf_iterator<char>());
+    std::size_t gaps = 0;
+    for (std::size_t p = text.find("data-gap-start="); p != std::string::npos; p = text.find("data-gap-start=", p + 1))
+        ++gaps;
+    EXPECT_EQ(gaps, 105114u);
 }
