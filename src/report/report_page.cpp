@@ -219,7 +219,7 @@ std::string quicklooks_section(const archive &a) {
     out += "<p>One picture per recorder and UTC day; each is also linked from its day in the chart.</p>\n";
     for (const auto &[recorder, days] : a.quicklooks) {
         out += "<details><summary><code>" + html_escape(recorder) + "</code>: " + count_text(days.size()) +
-               " days</summary><p class=\"days\">";
+               (days.size() == 1 ? " day" : " days") + "</summary><p class=\"days\">";
         for (const auto &[day, href] : days)
             out += "<a href=\"" + html_escape(url_path(href)) + "\">" + day_text(day) + "</a> ";
         out += "</p></details>\n";
