@@ -14,6 +14,7 @@
 #include "process_exit.h"
 #include "settings.h"
 #include "vxfil/fatal.h"
+#include "write_fully.h"
 
 namespace {
 
@@ -23,19 +24,6 @@ struct file_failed {};
 [[noreturn]] void throw_on_exit(int) { throw file_failed{}; }
 
 int done_list_fd = -1;
-
-// Writes all of `text` to `fd`; false on a write error.
-bool write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = ::write(fd, text.data(), text.size());
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return true;
-}
 
 // Standard error of one file, held in a temporary file until the file's
 // outcome is known, so that the lines of a failed file can be marked with
@@ -140,11 +128,11 @@ bool convert_one_file(const char* path, const std::function<void()>& work) {
         const std::string text = held.release();
         std::fflush(stdout);
         // Written past stdio, which was flushed before the messages were held.
-        write_all(STDERR_FILENO, ok ? text : after_path(path, text));
+        write_fully(STDERR_FILENO, ok ? text : after_path(path, text));
     } else {
         ok = run_guarded(work);
     }
-    if (ok && done_list_fd >= 0 && !write_all(done_list_fd, std::string(path) + "\n"))
+    if (ok && done_list_fd >= 0 && !write_fully(done_list_fd, std::string(path) + "\n"))
         exit_with_line("Error: can't write the done list \"" + std::string(done_list) + "\": " +
                        std::strerror(errno) + "\n");
     return ok;

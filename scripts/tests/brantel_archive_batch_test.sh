@@ -136,11 +136,4 @@ done
 check "resumed: outputs equal direct conversions" diff -r -x .brantel-archive -x index.html -x report "$work/ref2" "$work/out2"
 check "resumed: no temporary left" [ -z "$(find "$work/out2" -name '.brantel-tmp.*')" ]
 
-echo "brantel-archive batches: $passed passed, $failed failed"
-if [ "$failed" -ne 0 ]; then
-    for f in "$work"/*.stdout "$work"/*.stderr; do
-        echo "--- ${f#"$work"/}"
-        head -n 20 "$f"
-    done
-fi
-[ "$failed" -eq 0 ]
+finish_checks "brantel-archive batches"

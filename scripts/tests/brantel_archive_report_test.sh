@@ -8,22 +8,10 @@
 # is refused before anything is written.
 #
 #   brantel_archive_report_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-report=$(readlink -f "$5")
+WORK_NAME="brantel archive's report"
+. "$(dirname "$0")/archive_run_support.sh"
 here=$(cd "$(dirname "$0")" && pwd)
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's report.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
-mkdir -p "$work/bin dir"
-cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
 cd "$work" || exit 1
-
-. "$here/check_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 # Station byte 4 (codes REA1..REA3): five half hours of 1792 s, the fifth 30 s
@@ -201,11 +189,4 @@ echo notes > "$work/src3/report/notes.txt"
 "$archive" "$work/src3" "$work/out3" > plain.stdout 2>&1
 check "report folder without recordings: skipped as before" grep -qx 'brantel-archive: 1 converted, 0 failed, 1 skipped' plain.stdout
 
-echo "brantel-archive report: $passed passed, $failed failed"
-if [ "$failed" -ne 0 ]; then
-    for f in "$work"/*.stdout "$work"/*.stderr; do
-        echo "--- ${f#"$work"/}"
-        head -n 20 "$f"
-    done
-fi
-[ "$failed" -eq 0 ]
+finish_checks "brantel-archive report"

@@ -11,23 +11,10 @@
 # OUTPUT as it was.
 #
 #   brantel_archive_sds_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-report=$(readlink -f "$5")
+WORK_NAME="brantel archive's sds"
+. "$(dirname "$0")/archive_run_support.sh"
 here=$(cd "$(dirname "$0")" && pwd)
-# Blanks and quotes in every path, as in the mirror mode's test.
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's sds.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
-mkdir -p "$work/bin dir" "$work/run"
-cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
 lock="$work/bin dir/$(basename "$lock")"
-
-. "$here/check_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 # Station ensholm (vx24 station byte 4, letter e, name ensholm), 20 Hz. The
@@ -264,11 +251,4 @@ check "restart keeps the tree's facts" [ "$(ls "$out/.brantel-archive/recordings
 check "restart: the other SOURCE's bookkeeping stays" [ "$(ls "$out/.brantel-archive/sources" | wc -l)" -eq 2 ]
 check "no temporary in the tree" no_temporary "$out"
 
-echo "brantel-archive --sds: $passed passed, $failed failed"
-if [ "$failed" -ne 0 ]; then
-    for f in "$work"/*.stdout "$work"/*.stderr; do
-        echo "--- ${f#"$work"/}"
-        head -n 20 "$f"
-    done
-fi
-[ "$failed" -eq 0 ]
+finish_checks "brantel-archive --sds"

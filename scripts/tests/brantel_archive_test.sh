@@ -9,24 +9,10 @@
 # --per-directory equals combined direct runs.
 #
 #   brantel_archive_test.sh BRANTEL_ARCHIVE BRANTEL BRANTEL_FIXTURE BRANTEL_LOCK BRANTEL_REPORT
-set -u
-export LC_ALL=C
-archive=$(readlink -f "$1")
-brantel=$(readlink -f "$2")
-fixture=$(readlink -f "$3")
-lock=$(readlink -f "$4")
-report=$(readlink -f "$5")
+WORK_NAME="brantel archive's"
+. "$(dirname "$0")/archive_run_support.sh"
 here=$(cd "$(dirname "$0")" && pwd)
-# Blanks and quotes in every path (the driver's own place, SOURCE, OUTPUT and
-# the file names) must reach brantel unchanged, locally and through ssh.
-work=$(mktemp -d "${TMPDIR:-/tmp}/brantel archive's.XXXXXX")
-trap '[ -n "${KEEP_WORK:-}" ] || rm -rf "$work"' EXIT
 src=$work/src
-mkdir -p "$work/bin dir"
-cp "$archive" "$brantel" "$lock" "$report" "$work/bin dir/"
-archive="$work/bin dir/$(basename "$archive")"
-
-. "$here/check_support.sh"
 
 # ---- the archive -------------------------------------------------------------
 for day in 01 02 03 04 05 06 07 08 09 10 11 12 13; do
@@ -186,12 +172,4 @@ grep -v -e broken -e e6050499 -e README -e notes "$work/all" | sed 's|/[^/]*$||'
     done
 check "per-directory outputs equal combined direct runs" same_outputs "$work/ref4" "$work/out4"
 
-echo "brantel-archive: $passed passed, $failed failed"
-if [ "$failed" -ne 0 ]; then
-    # What the driver said, for a failure seen only in a CI log.
-    for f in "$work"/*.stdout "$work"/*.stderr; do
-        echo "--- ${f#"$work"/}"
-        head -n 20 "$f"
-    done
-fi
-[ "$failed" -eq 0 ]
+finish_checks "brantel-archive"

@@ -12,3 +12,18 @@ check() { # check DESCRIPTION COMMAND...
         echo "FAILED: $what" >&2
     fi
 }
+
+# finish_checks NAME: the counts; after a failure also the first lines of what
+# each run printed ($work/*.stdout and *.stderr), for a failure seen only in a
+# CI log. Status 0 when every check passed.
+finish_checks() {
+    echo "$1: $passed passed, $failed failed"
+    if [ "$failed" -ne 0 ]; then
+        local f
+        for f in "$work"/*.stdout "$work"/*.stderr; do
+            echo "--- ${f#"$work"/}"
+            head -n 20 "$f"
+        done
+    fi
+    [ "$failed" -eq 0 ]
+}

@@ -14,6 +14,8 @@
 #include <memory>
 #include <string_view>
 
+#include "write_fully.h"
+
 extern char **environ;
 
 namespace {
@@ -36,19 +38,6 @@ std::string search_path() {
     return p;
 }
 
-// Writes all of `text` to `fd`; false when the reader went away or another
-// write error happened.
-bool write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t n = ::write(fd, text.data(), text.size());
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(n));
-    }
-    return true;
-}
 
 std::string read_back(FILE *f) {
     std::string text;
@@ -130,7 +119,7 @@ gnuplot_result run_gnuplot(const std::string &script, int out_fd) {
     bool written;
     {
         ignore_sigpipe guard;
-        written = write_all(pipe_fds[1], script);
+        written = write_fully(pipe_fds[1], script);
         ::close(pipe_fds[1]);
     }
     int wstatus = 0;
