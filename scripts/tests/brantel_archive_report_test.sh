@@ -111,7 +111,8 @@ check_in_browser() { # check_in_browser NAME OUTPUT
 }
 
 # ---- SDS tree ------------------------------------------------------------------
-"$archive" --sds --jobs 2 "$src" "$work/sds out" -- --quiet > sds.stdout 2> sds.stderr
+# Without HOME (cron, env -i) as with it: GNU parallel must not warn.
+env -u HOME "$archive" --sds --jobs 2 "$src" "$work/sds out" -- --quiet > sds.stdout 2> sds.stderr
 check "sds: status 1 for the damaged file" [ $? -eq 1 ]
 check "sds: summary" diff - sds.stdout <<SUMMARY
 brantel-archive: 8 converted, 1 failed, 1 skipped
