@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 
@@ -50,12 +51,23 @@ void read_seed_records_if(const char *bytes, std::size_t size, const std::string
     std::size_t offset = 0;
     parsed_record parsed;
     seed_record rec;
+    // A damaged record can make the library's decoder read past the record
+    // length it reported: the file's last stretch (less than the longest
+    // record) is read from a copy with that much room of zeros after it, so
+    // that no read leaves our memory.
+    std::vector<char> tail;
+    std::size_t tail_start = 0;
     while (offset < size) {
         const std::size_t left = size - offset;
+        if (tail.empty() && left < static_cast<std::size_t>(MAXRECLEN)) {
+            tail_start = offset;
+            tail.assign(bytes + offset, bytes + size);
+            tail.resize(left + static_cast<std::size_t>(MAXRECLEN), '\0');
+        }
+        char *at = tail.empty() ? const_cast<char *>(bytes + offset) : tail.data() + (offset - tail_start);
         const int32_t available = left > 0x7fffffff ? 0x7fffffff : static_cast<int32_t>(left);
         auto parse = [&](bool samples) {
-            const int status =
-                msr_parse(const_cast<char *>(bytes + offset), available, &parsed.msr, 0, samples ? 1 : 0, 0);
+            const int status = msr_parse(at, available, &parsed.msr, 0, samples ? 1 : 0, 0);
             if (status != MS_NOERROR || parsed.msr == nullptr || parsed.msr->reclen <= 0 ||
                 static_cast<std::size_t>(parsed.msr->reclen) > left)
                 throw std::runtime_error("\"" + what + "\" is not a sequence of miniSEED records (at byte " +
