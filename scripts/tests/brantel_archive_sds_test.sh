@@ -170,15 +170,10 @@ check "a mirror OUTPUT refused" refused_alone "$work/mirror" --sds "$src2" "$wor
 check "an SDS tree refused to a mirror run" refused_alone "$out" "$src2" "$out" -- --quiet
 
 # ---- a second driver on the tree is refused ------------------------------------------
-"$lock" "$out/.brantel-archive/driver-lock" sleep 3 &
-locker=$!
-for _ in $(seq 1 100); do
-    "$lock" -q "$out/.brantel-archive/driver-lock" true || break
-    sleep 0.02
-done
+hold_lock "$lock" "$out/.brantel-archive/driver-lock"
 check "second driver refused" refused_alone "$out" --sds "$src" "$out" -- --quiet
 check "second driver message" grep -q 'another brantel-archive is working on' "$work/refused.stderr"
-wait "$locker"
+release_lock
 
 # ---- killed part way, then run again ------------------------------------------------------
 out2=$work/out2

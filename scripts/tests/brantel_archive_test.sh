@@ -89,17 +89,11 @@ check "changed options message" grep -q 'converted with other settings; give --r
 check "refused run touches no output" [ "$before" = "$(find "$work/out1" -name '*.tm4' ! -name late.tm4 -printf '%p %i %T@\n' | sort)" ]
 
 # ---- a second driver on the same OUTPUT waits for none -----------------------------
-"$lock" "$work/out1/.brantel-archive/driver-lock" sleep 3 &
-locker=$!
-# Wait until the stand-in really holds the lock (a loaded machine may start it late).
-for _ in $(seq 1 100); do
-    "$lock" -q "$work/out1/.brantel-archive/driver-lock" true || break
-    sleep 0.02
-done
+hold_lock "$lock" "$work/out1/.brantel-archive/driver-lock"
 "$archive" "$src" "$work/out1" -- --quiet > /dev/null 2> "$work/locked.stderr"
 check "locked OUTPUT refused" [ $? -eq 1 ]
 check "lock message" grep -q 'another brantel-archive is working on' "$work/locked.stderr"
-wait "$locker"
+release_lock
 
 mkdir -p "$work/other bin"
 printf '#!/bin/sh\necho "parallel: another program"\n' > "$work/other bin/parallel"

@@ -31,31 +31,20 @@ check "one line naming it" [ "$(wc -l < "$work/stderr")" -eq 1 ]
 check "a command that isn't there" status_of 127 "$lock" "$file" "$work/no such program"
 
 # Held by another process: refused at once with 75, with one line or none.
-"$lock" "$file" sleep 3 &
-holder=$!
-for _ in $(seq 1 100); do
-    "$lock" -q "$file" true || break
-    sleep 0.02
-done
+hold_lock "$lock" "$file"
 start=$(date +%s)
 check "held: status 75" status_of 75 "$lock" "$file" true
 check "held: one line" grep -qx "brantel-lock: $file is locked by another process" "$work/stderr"
 check "held: -q says nothing" status_of 75 "$lock" -q "$file" true
 check "held: -q stderr empty" [ ! -s "$work/stderr" ]
 check "held: no waiting" [ $(($(date +%s) - start)) -lt 2 ]
-wait "$holder"
+release_lock
 check "free again after the command" status_of 0 "$lock" -q "$file" true
 
 # SIGTERM to brantel-lock ends the command too, and the lock with it.
-"$lock" "$file" sleep 30 &
-holder=$!
-for _ in $(seq 1 100); do
-    "$lock" -q "$file" true || break
-    sleep 0.02
-done
-sleep 0.2 # past the fork of the command
-kill -TERM "$holder"
-wait "$holder"
+hold_lock "$lock" "$file"
+kill -TERM "$lock_holder"
+wait "$lock_holder"
 check "signal passed on: status 128 + 15" [ $? -eq 143 ]
 check "free after the signal" status_of 0 "$lock" -q "$file" true
 
