@@ -64,19 +64,6 @@ char* OutFile::reserve(std::size_t n) {
     return m_buffer.get() + m_used;
 }
 
-void OutFile::put_fixed(double value, int precision) {
-    commit(format_fixed(reserve(fixed_text_max(precision)), value, precision));
-}
-void OutFile::put_fixed(FixedColumn& column, double value) {
-    commit(column.format(reserve(fixed_text_max(column.precision())), value));
-}
-void OutFile::put_f(double value) { commit(format_f(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f0(double value) { commit(format_f0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_f12_0(double value) { commit(format_f12_0(reserve(FIXED6_TEXT_MAX), value)); }
-void OutFile::put_g(double value) { commit(format_g(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_ld(long value) { commit(format_ld(reserve(SHORT_TEXT_MAX), value)); }
-void OutFile::put_trimmed(double value) { commit(format_trimmed(reserve(FIXED6_TEXT_MAX), value)); }
-
 void OutFile::flush() {
     if (m_used == 0) return;
     // The thread starts with the first full buffer: a small file never needs it.

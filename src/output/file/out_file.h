@@ -26,8 +26,9 @@
 #include "atomic_file.h"
 #include "background_writer.h"
 #include "number_format.h"
+#include "number_puts.h"
 
-class OutFile {
+class OutFile : public NumberPuts<OutFile> {
 public:
     // Opens `path` for writing (a temporary file until close()).
     explicit OutFile(const std::filesystem::path& path);
@@ -44,15 +45,8 @@ public:
     }
     void put(std::string_view text);
 
-    // Numbers in the conversions of number_format.h.
-    void put_fixed(double value, int precision); // "%-.*f"
-    void put_fixed(FixedColumn& column, double value); // "%-.*f" with the column's precision
-    void put_f(double value);                    // "%f"
-    void put_f0(double value);                   // "%.0f"
-    void put_f12_0(double value);                // "%12.0f"
-    void put_g(double value);                    // "%g"
-    void put_ld(long value);                     // "%ld"
-    void put_trimmed(double value);              // "%lf" without trailing zeros
+    // Numbers: put_fixed, put_f, put_g, put_trimmed and the others of
+    // NumberPuts, in the conversions of number_format.h.
 
     // Writes the buffer out (in the background where that is on).
     void flush();
@@ -71,6 +65,7 @@ public:
     static bool background_writes();
 
 private:
+    friend class NumberPuts<OutFile>;
     // Makes room for `n` more bytes and returns where they go; commit() then
     // records how many were written.
     char* reserve(std::size_t n);

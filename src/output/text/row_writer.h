@@ -3,13 +3,18 @@
 // the printed time by one sample period per row.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <type_traits>
 
 #include "gap_warning.h"
+#include "ordered_blocks.h"
 #include "out_file.h"
+#include "rows_together.h"
 #include "series.h"
 #include "settings.h"
+#include "text_block.h"
 #include "time_format.h"
 #include "writer_window.h"
 
@@ -20,11 +25,66 @@ inline double printed_time(bool own_times, double stm, double t) {
     return own_times ? t : stm;
 }
 
+// Rows [first, last) of the window that starts at start_i, in order, into
+// `out`, the running time starting at `stm`; returns the running time after
+// them. Into the file every row is checked for a gap and the warning printed
+// at once; a block formatted on a worker has been checked to hold none.
+template <class Out, class Row>
+double put_rows(Out& out, const std::filesystem::path& s, const series_t& time, long start_i, long first, long last,
+                double stm, double tdiff, double freq, FixedColumn& column, Row& row) {
+    double prev_time = time[static_cast<std::size_t>(first > start_i ? first - 1 : start_i)];
+    const bool own_times = sample_times != 0;
+    for (long i = first; i < last; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        const long row_number = i - start_i + 1;
+        const double t = time[k];
+        row(out, k, printed_time(own_times, stm, t), column, row_number);
+        if constexpr (std::is_same_v<Out, OutFile>) {
+            if (is_gap(t - prev_time, freq)) {
+                out.settle(); // a failed earlier write is reported first, as it happened first
+                report_gap(s, t - prev_time, row_number, t, prev_time);
+            }
+        }
+        stm += tdiff;
+        prev_time = t;
+    }
+    return stm;
+}
+
+// The rows of a long window in blocks formatted on worker threads, handed to
+// the file in order. A block with a gap is written on this thread with its
+// warnings, so they come out among the rows as they would in one pass.
+template <class Row>
+double put_rows_together(OutFile& out, const std::filesystem::path& s, const series_t& time, long start_i, long end,
+                         double stm, double tdiff, double freq, int precision, Row& row) {
+    const RowBlocks plan = plan_row_blocks(time, start_i, end, stm, tdiff, freq);
+    auto block_end = [&](std::size_t b) { return std::min(end, start_i + static_cast<long>(b + 1) * plan.rows); };
+    auto block_first = [&](std::size_t b) { return start_i + static_cast<long>(b) * plan.rows; };
+    OrderedBlocks blocks(
+        plan.stm.size(), plan.has_gap,
+        [&](std::size_t b, TextBlock& text) {
+            FixedColumn column(precision);
+            put_rows(text, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row);
+        },
+        rows_together_threads());
+    FixedColumn column(precision);
+    for (std::size_t b = 0; b < plan.stm.size(); ++b) {
+        if (plan.has_gap[b])
+            put_rows(out, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row);
+        else
+            out.put(blocks.wait(b).text());
+        blocks.done(b);
+    }
+    return plan.end_stm;
+}
+
 // head(out) writes what comes between the comment and the rows;
 // row(out, i, stm, column, row_number) writes row i with the printed time
 // stm, through `column`, the time column's "%-.*f" with the window's decimals.
-// Returns the time after the last row.
-template <class Head, class Row>
+// With `Together`, row must take any sink (the file or a text block) and be
+// safe to call from several threads at once: long windows are then
+// formatted in blocks on worker threads. Returns the time after the last row.
+template <bool Together = false, class Head, class Row>
 double write_window_rows(const std::filesystem::path& s, const series_t& time, long start_i, long size,
                          double stm, double freq, const char* comment, Head&& head, Row&& row) {
     OutFile out(s);
@@ -37,19 +97,14 @@ double write_window_rows(const std::filesystem::path& s, const series_t& time, l
         out.put('\n');
     }
     head(out);
-    double prev_time = size > 0 ? time[static_cast<std::size_t>(start_i)] : 0.0;
-    const bool own_times = sample_times != 0;
-    for (long i = start_i; i < end; ++i) {
-        const auto k = static_cast<std::size_t>(i);
-        const long row_number = i - start_i + 1;
-        const double t = time[k];
-        row(out, k, printed_time(own_times, stm, t), column, row_number);
-        if (is_gap(t - prev_time, freq)) {
-            out.settle(); // a failed earlier write is reported first, as it happened first
-            report_gap(s, t - prev_time, row_number, t, prev_time);
+    if (size > 0) {
+        bool together = false;
+        if constexpr (Together) {
+            together = rows_together_worthwhile(size);
+            if (together)
+                stm = put_rows_together(out, s, time, start_i, end, stm, tdiff, freq, column.precision(), row);
         }
-        stm += tdiff;
-        prev_time = t;
+        if (!together) stm = put_rows(out, s, time, start_i, start_i, end, stm, tdiff, freq, column, row);
     }
     out.close();
     return stm;

@@ -8,8 +8,8 @@ double write_all(const std::filesystem::path& s, const series_t& time, const std
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     check_window("write_all", time, start_i, size);
     check_window("write_all", data, start_i, size);
-    return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t k, double t, FixedColumn& column, long) {
+    return write_window_rows<true>(s, time, start_i, size, stm, freq, comment, no_head,
+                             [&](auto& out, std::size_t k, double t, FixedColumn& column, long) {
                                  out.put_fixed(column, t);
                                  for (const series_t& channel : data) {
                                      out.put(' ');

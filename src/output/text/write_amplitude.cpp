@@ -8,8 +8,8 @@ double write_amplitude(const std::filesystem::path& s, const series_t& time, con
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     check_window("write_amplitude", time, start_i, size);
     check_window("write_amplitude", data, start_i, size);
-    return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile& out, std::size_t k, double t, FixedColumn& column, long) {
+    return write_window_rows<true>(s, time, start_i, size, stm, freq, comment, no_head,
+                             [&](auto& out, std::size_t k, double t, FixedColumn& column, long) {
                                  // The plain sum, starting from +0, in channel order: not a
                                  // mean and not a root of squares.
                                  double sum = 0;

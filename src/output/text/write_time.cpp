@@ -8,8 +8,8 @@ double write_time(const std::filesystem::path &s, const series_t &time, long sta
     // The two-column files carry their own time column.
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
     check_window("write_time", time, start_i, size);
-    return write_window_rows(s, time, start_i, size, stm, freq, comment, no_head,
-                             [&](OutFile &out, std::size_t, double t, FixedColumn &column, long) {
+    return write_window_rows<true>(s, time, start_i, size, stm, freq, comment, no_head,
+                             [&](auto &out, std::size_t, double t, FixedColumn &column, long) {
                                  out.put_fixed(column, t);
                                  out.put('\n');
                              });

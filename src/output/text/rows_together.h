@@ -1,0 +1,35 @@
+// The plan of a window whose rows are formatted on several threads: the
+// window is cut into blocks of rows, each formatted apart from the others,
+// so every block needs the printed time it starts with and whether a gap
+// warning falls inside it.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "series.h"
+
+struct RowBlocks {
+    long rows = 0;             // rows per block (the last may have fewer)
+    std::vector<double> stm;   // the running time at each block's first row
+    std::vector<bool> has_gap; // a gap warning falls on a row of the block
+    double end_stm = 0;        // the running time after the last row
+};
+
+// Rows per block when rows are formatted together, or 0 when they are
+// formatted in order on the writing thread: the default is together where
+// the machine has more than one processor. Tests set it to run both ways.
+long rows_together_block();
+void set_rows_together_block(long rows);
+// Worker threads that format blocks.
+unsigned rows_together_threads();
+
+// Whether a window of `size` rows is worth cutting into blocks.
+bool rows_together_worthwhile(long size);
+
+// The blocks of rows [start_i, end): the running time starts at `stm` and
+// grows by `tdiff` per row, exactly as the rows add it one by one, so a block
+// that starts from its planned time prints the very times of a pass over all
+// rows; a gap is the warning's test between each row's time and the one
+// before it.
+RowBlocks plan_row_blocks(const series_t& time, long start_i, long end, double stm, double tdiff, double freq);

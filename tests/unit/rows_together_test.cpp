@@ -1,0 +1,201 @@
+// Rows formatted in blocks on worker threads: the blocks come back in order,
+// and the files and warnings of the writers are exactly those of one pass
+// over the rows, whatever the block size, gaps and time settings.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ordered_blocks.h"
+#include "rows_together.h"
+#include "settings.h"
+#include "temp_dir.h"
+#include "writers.h"
+
+namespace {
+
+TEST(OrderedBlocks, BlocksComeBackInOrderPastTheBlocksOfTheCaller) {
+    const std::size_t count = 1000;
+    std::vector<bool> by_caller(count, false);
+    for (std::size_t b = 0; b < count; b += 7) by_caller[b] = true;
+    std::atomic<int> formatted{0};
+    OrderedBlocks blocks(
+        count, by_caller,
+        [&](std::size_t b, TextBlock& text) {
+            ++formatted;
+            text.put(std::to_string(b));
+            text.put('\n');
+        },
+        3);
+    std::string got, expected;
+    for (std::size_t b = 0; b < count; ++b) {
+        expected += std::to_string(b) + "\n";
+        if (by_caller[b])
+            got += std::to_string(b) + "\n";
+        else
+            got += std::string(blocks.wait(b).text());
+        blocks.done(b);
+    }
+    EXPECT_EQ(got, expected);
+    EXPECT_EQ(formatted.load(), static_cast<int>(count - (count + 6) / 7));
+}
+
+TEST(OrderedBlocks, AFailedBlockThrowsWhereItIsTaken) {
+    OrderedBlocks blocks(
+        50, std::vector<bool>(50, false),
+        [](std::size_t b, TextBlock& text) {
+            if (b == 13) throw std::runtime_error("block 13");
+            text.put_ld(static_cast<long>(b));
+        },
+        2);
+    for (std::size_t b = 0; b < 13; ++b) {
+        EXPECT_EQ(blocks.wait(b).text(), std::to_string(b));
+        blocks.done(b);
+    }
+    EXPECT_THROW(blocks.wait(13), std::runtime_error);
+    // Leaving with blocks still to come stops the workers without waiting for them.
+}
+
+TEST(OrderedBlocks, AbandonedAtOnceEndsItsThreads) {
+    for (int round = 0; round < 50; ++round) {
+        OrderedBlocks blocks(
+            100000, std::vector<bool>(100000, false), [](std::size_t, TextBlock& text) { text.put('x'); }, 2);
+    }
+}
+
+TEST(OrderedBlocks, ABlockGrowsPastAnyFirstSize) {
+    OrderedBlocks blocks(
+        3, std::vector<bool>(3, false),
+        [](std::size_t b, TextBlock& text) { text.put(std::string((b + 1) * 300000, static_cast<char>('a' + b))); },
+        2);
+    for (std::size_t b = 0; b < 3; ++b) {
+        EXPECT_EQ(blocks.wait(b).text(), std::string((b + 1) * 300000, static_cast<char>('a' + b)));
+        blocks.done(b);
+    }
+}
+
+TEST(RowsTogether, OnByDefaultWhereThereIsMoreThanOneProcessor) {
+    if (std::thread::hardware_concurrency() > 1)
+        EXPECT_GT(rows_together_block(), 0);
+    else
+        EXPECT_EQ(rows_together_block(), 0);
+}
+
+TEST(RowsTogether, ThePlanStartsEveryBlockAtTheRunningTime) {
+    series_t time;
+    for (int i = 0; i < 10; ++i) time.push_back(100 + i * 0.1);
+    time[7] = 200; // a gap before row 8 (and a step back after it)
+    const long saved = rows_together_block();
+    set_rows_together_block(3);
+    const RowBlocks plan = plan_row_blocks(time, 1, 10, 5.0, 0.25, 1.0);
+    set_rows_together_block(saved);
+    ASSERT_EQ(plan.stm.size(), 3u);
+    EXPECT_EQ(plan.stm[0], 5.0);
+    EXPECT_EQ(plan.stm[1], 5.75);
+    EXPECT_EQ(plan.stm[2], 6.5);
+    EXPECT_EQ(plan.end_stm, 7.25);
+    EXPECT_EQ(plan.has_gap, (std::vector<bool>{false, false, true}));
+}
+
+// The writers with rows together against the same writers in one pass.
+class RowsTogetherWriters : public testing::Test {
+  protected:
+    void SetUp() override {
+        reset_settings();
+        m_saved = rows_together_block();
+    }
+    void TearDown() override {
+        set_rows_together_block(m_saved);
+        reset_settings();
+    }
+
+    struct Result {
+        std::string file;
+        std::string err;
+        double next = 0;
+    };
+
+    // Runs `writer` with rows in blocks of `block` (0: one pass).
+    template <class Writer> Result run(long block, const std::string& name, Writer writer) {
+        set_rows_together_block(block);
+        Result r;
+        testing::internal::CaptureStderr();
+        r.next = writer(m_dir.file(name));
+        r.err = testing::internal::GetCapturedStderr();
+        r.file = m_dir.read(name);
+        return r;
+    }
+
+    temp_dir m_dir;
+    long m_saved = 0;
+};
+
+TEST_F(RowsTogetherWriters, EveryWriterGivesTheBytesAndWarningsOfOnePass) {
+    std::mt19937_64 rng(29);
+    std::uniform_int_distribution<int> counts(-40000, 40000);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    for (int round = 0; round < 30; ++round) {
+        const long n = 50 + static_cast<long>(rng() % 1500);
+        const double freq = round % 3 == 0 ? 20.0 : (round % 3 == 1 ? 1.0 : 0.3);
+        series_t time;
+        double t = 1500000000.0 + static_cast<double>(rng() % 100000) / 7.0;
+        for (long i = 0; i < n; ++i) {
+            // Now and then a gap, a step back or a time that is not a number.
+            const double u = unit(rng);
+            if (u < 0.004)
+                t += 30.0 + 1000 * unit(rng);
+            else if (u < 0.006)
+                t -= 5.0;
+            time.push_back(u > 0.0065 && u < 0.007 ? std::nan("") : t);
+            t += 1.0 / freq;
+        }
+        std::vector<series_t> data(1 + rng() % 4);
+        for (series_t& ch : data)
+            for (long i = 0; i < n; ++i)
+                ch.push_back(round % 2 ? counts(rng) : counts(rng) / 64.0 + unit(rng) * 1e-3);
+        const long start_i = static_cast<long>(rng() % 20);
+        const long size = n - start_i - static_cast<long>(rng() % 20);
+        const double stm = round % 4 == 0 ? -1.0 : 1234.5;
+        sample_times = round % 5 == 0;
+        const char* comment = round % 2 ? "!comment" : nullptr;
+        for (long block : {round % 6 == 0 ? 1L : 2L, 7L, 64L, 700L}) {
+            const std::string what = "round " + std::to_string(round) + ", blocks of " + std::to_string(block);
+            auto all = [&](const std::filesystem::path& p) {
+                return write_all(p, time, data, start_i, size, stm, freq, comment);
+            };
+            auto amplitude = [&](const std::filesystem::path& p) {
+                return write_amplitude(p, time, data, start_i, size, stm, freq, comment);
+            };
+            auto times = [&](const std::filesystem::path& p) {
+                return write_time(p, time, start_i, size, stm, freq, comment);
+            };
+            const Result all_one = run(0, "all", all), all_blocks = run(block, "all", all);
+            EXPECT_EQ(all_blocks.file, all_one.file) << what;
+            EXPECT_EQ(all_blocks.err, all_one.err) << what;
+            EXPECT_EQ(all_blocks.next, all_one.next) << what;
+            const Result amp_one = run(0, "amp", amplitude), amp_blocks = run(block, "amp", amplitude);
+            EXPECT_EQ(amp_blocks.file, amp_one.file) << what;
+            EXPECT_EQ(amp_blocks.err, amp_one.err) << what;
+            const Result time_one = run(0, "time", times), time_blocks = run(block, "time", times);
+            EXPECT_EQ(time_blocks.file, time_one.file) << what;
+            EXPECT_EQ(time_blocks.err, time_one.err) << what;
+            EXPECT_EQ(time_blocks.next, time_one.next) << what;
+        }
+    }
+}
+
+TEST_F(RowsTogetherWriters, AGapOnTheFirstRowOfABlockIsWarnedOnce) {
+    series_t time;
+    for (int i = 0; i < 40; ++i) time.push_back(1000.0 + i + (i >= 8 ? 100.0 : 0.0));
+    std::vector<series_t> data(1, series_t(40, 1.0));
+    auto all = [&](const std::filesystem::path& p) { return write_all(p, time, data, 0, 40, -1.0, 1.0, nullptr); };
+    const Result one = run(0, "a", all), blocks = run(8, "a", all);
+    EXPECT_EQ(blocks.file, one.file);
+    EXPECT_EQ(blocks.err, one.err);
+    EXPECT_NE(one.err.find("on line 9 "), std::string::npos) << one.err;
+}
+
+} // namespace
