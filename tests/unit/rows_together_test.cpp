@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <random>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -196,6 +197,33 @@ TEST_F(RowsTogetherWriters, AGapOnTheFirstRowOfABlockIsWarnedOnce) {
     EXPECT_EQ(blocks.file, one.file);
     EXPECT_EQ(blocks.err, one.err);
     EXPECT_NE(one.err.find("on line 9 "), std::string::npos) << one.err;
+}
+
+} // namespace
+
+namespace {
+
+// Series that live as long as the process, as the tool's own do: exit()
+// destroys them, so the workers must be stopped before that.
+std::vector<series_t> lasting_data;
+series_t lasting_time;
+
+TEST_F(RowsTogetherWriters, AWriteFailureEndsWithStatusOneWhileBlocksAreFormatted) {
+    if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full";
+    const std::filesystem::path p = m_dir.file("full");
+    std::filesystem::create_symlink("/dev/full", p);
+    const long n = 400000;
+    lasting_time.clear();
+    lasting_data.assign(3, series_t{});
+    for (long i = 0; i < n; ++i) {
+        lasting_time.push_back(1500000000.0 + i / 20.0);
+        for (series_t& ch : lasting_data) ch.push_back(static_cast<double>(i % 977));
+    }
+    set_rows_together_block(512);
+    std::ostringstream quoted;
+    quoted << p;
+    EXPECT_EXIT(write_all(p, lasting_time, lasting_data, 0, n, -1.0, 20.0, nullptr), testing::ExitedWithCode(1),
+                testing::Eq("Error: Can't write file " + quoted.str() + ": No space left on device\n"));
 }
 
 } // namespace

@@ -1,11 +1,55 @@
 #include "ordered_blocks.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <utility>
+
+namespace {
+
+// The pipelines whose workers are running. A write error ends the process
+// from the writing thread with exit(); the workers read the series, which
+// exit() destroys, so they are stopped first: the handler registered here
+// runs before the destructors of everything that existed when it was
+// registered.
+struct running_pipelines {
+    std::mutex mutex;
+    std::vector<OrderedBlocks*> list;
+};
+
+running_pipelines& running() {
+    static running_pipelines* const pipelines = [] {
+        static running_pipelines instance;
+        std::atexit([] {
+            std::vector<OrderedBlocks*> to_stop;
+            {
+                std::lock_guard<std::mutex> lock(running().mutex);
+                to_stop = running().list;
+            }
+            for (OrderedBlocks* blocks : to_stop) blocks->stop();
+        });
+        return &instance;
+    }();
+    return *pipelines;
+}
+
+void enrol(OrderedBlocks* blocks) {
+    std::lock_guard<std::mutex> lock(running().mutex);
+    running().list.push_back(blocks);
+}
+
+void leave(OrderedBlocks* blocks) {
+    std::lock_guard<std::mutex> lock(running().mutex);
+    auto& list = running().list;
+    list.erase(std::remove(list.begin(), list.end(), blocks), list.end());
+}
+
+} // namespace
 
 OrderedBlocks::OrderedBlocks(std::size_t count, std::vector<bool> by_caller,
                              std::function<void(std::size_t, TextBlock&)> format, unsigned threads)
     : m_count(count), m_by_caller(std::move(by_caller)), m_format(std::move(format)),
       m_slots(2 * static_cast<std::size_t>(threads) + 2) {
+    enrol(this);
     m_threads.reserve(threads);
     try {
         for (unsigned i = 0; i < threads; ++i) m_threads.emplace_back([this] { work(); });
@@ -13,11 +57,15 @@ OrderedBlocks::OrderedBlocks(std::size_t count, std::vector<bool> by_caller,
         // No thread to be had: those started are stopped, and the caller
         // hears of it.
         stop();
+        leave(this);
         throw;
     }
 }
 
-OrderedBlocks::~OrderedBlocks() { stop(); }
+OrderedBlocks::~OrderedBlocks() {
+    stop();
+    leave(this);
+}
 
 void OrderedBlocks::stop() {
     {

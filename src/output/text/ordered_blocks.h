@@ -22,8 +22,11 @@ class OrderedBlocks {
     // itself. The threads start at once.
     OrderedBlocks(std::size_t count, std::vector<bool> by_caller,
                   std::function<void(std::size_t, TextBlock&)> format, unsigned threads);
-    // Stops the workers (those busy finish their block) and joins them.
     ~OrderedBlocks();
+
+    // Stops the workers (those busy finish their block) and joins them; no
+    // block is formatted afterwards. Also done when the process exits.
+    void stop();
 
     OrderedBlocks(const OrderedBlocks&) = delete;
     OrderedBlocks& operator=(const OrderedBlocks&) = delete;
@@ -44,7 +47,6 @@ class OrderedBlocks {
         std::exception_ptr error;
     };
     void work();
-    void stop();
 
     const std::size_t m_count;
     const std::vector<bool> m_by_caller;
