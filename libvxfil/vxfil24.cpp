@@ -13,7 +13,6 @@
 #include "vxfil/vxfil24.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
@@ -33,46 +32,6 @@ constexpr size_t common_end = 32;   // end of the version-independent header
 constexpr size_t chunk_head = 8;    // magic and one 32-bit word
 constexpr size_t channel_size = 32; // one channel record
 constexpr size_t value_size = 4;    // every sample takes 4 bytes
-
-struct file_closer {
-    void operator()(std::FILE *f) const { std::fclose(f); }
-};
-
-// The bytes of a whole file. The buffer is allocated without being
-// zero-filled first: every byte that counts is overwritten by the read.
-struct file_bytes {
-    std::unique_ptr<unsigned char[]> data;
-    size_t size = 0;
-};
-
-// The whole file in one read; falls back to reading in pieces when the size
-// cannot be taken in advance (a pipe, say).
-file_bytes read_whole_file(const char *filename) {
-    std::unique_ptr<std::FILE, file_closer> f(std::fopen(filename, "rb"));
-    if (!f) throw std::runtime_error(std::string("Couldn't open ") + filename + "\n");
-    file_bytes bytes;
-    if (std::fseek(f.get(), 0, SEEK_END) == 0) {
-        long end = std::ftell(f.get());
-        if (end > 0 && std::fseek(f.get(), 0, SEEK_SET) == 0) {
-            const auto n = static_cast<size_t>(end);
-            bytes.data.reset(new unsigned char[n]);
-            advise_huge_pages(bytes.data.get(), n);
-            // A file that grew while being read is taken as it was measured.
-            bytes.size = std::fread(bytes.data.get(), 1, n, f.get());
-            return bytes;
-        }
-    }
-    std::rewind(f.get());
-    std::vector<unsigned char> all;
-    unsigned char piece[65536];
-    size_t got;
-    while ((got = std::fread(piece, 1, sizeof piece, f.get())) > 0)
-        all.insert(all.end(), piece, piece + got);
-    bytes.data.reset(new unsigned char[all.size()]);
-    if (!all.empty()) std::memcpy(bytes.data.get(), all.data(), all.size());
-    bytes.size = all.size();
-    return bytes;
-}
 
 [[noreturn]] void not_valid() {
     throw std::runtime_error("This is not a valid vx24 file\n");
@@ -177,17 +136,68 @@ vx24_layout parse_vx24_layout(const unsigned char *bytes, size_t size) {
     return layout;
 }
 
-VXFIL24::VXFIL24(const char *filename) : Vxfil_Base(filename) {
-    file_bytes bytes = read_whole_file(filename);
-    parse(bytes.data.get(), bytes.size);
-}
-
 VXFIL24::VXFIL24(const unsigned char *bytes, size_t size, const char *name) : Vxfil_Base(name) {
     parse(bytes, size);
 }
 
-void VXFIL24::parse(const unsigned char *bytes, size_t size) {
-    vx24_layout layout = parse_vx24_layout(bytes, size);
+VXFIL24::VXFIL24(uint64_t size, const vx24_read_fn &read, const char *name, size_t piece_bytes)
+    : Vxfil_Base(name) {
+    read_pieces(size, read, piece_bytes);
+}
+
+namespace {
+
+// Spreads interleaved values over the channels in turn, as they come: the
+// first value to the first channel, the next to the second, and so on,
+// round and round. Bytes may come in pieces of any length; a value cut by
+// the end of a piece is completed by the next one, and the 1 to 3 bytes
+// left at the very end make no value.
+class frame_splitter {
+  public:
+    explicit frame_splitter(data_type &data) : m_data(data) {}
+
+    void add(const unsigned char *bytes, size_t n) {
+        if (n == 0) return;
+        if (m_part_size > 0) {
+            const size_t take = std::min(n, value_size - m_part_size);
+            std::memcpy(m_part + m_part_size, bytes, take);
+            m_part_size += take;
+            bytes += take;
+            n -= take;
+            if (m_part_size < value_size) return;
+            put(m_part, 1);
+            m_part_size = 0;
+        }
+        const size_t values = n / value_size;
+        put(bytes, values);
+        m_part_size = n - values * value_size;
+        if (m_part_size > 0) std::memcpy(m_part, bytes + values * value_size, m_part_size);
+    }
+
+  private:
+    // Each channel takes every N-th value, beginning with the first value
+    // that falls to it.
+    void put(const unsigned char *values, size_t count) {
+        const size_t n_channels = m_data.size();
+        for (size_t j = 0; j < n_channels && j < count; ++j) {
+            data_channel_type &d = m_data[(m_next + j) % n_channels];
+            for (size_t i = j; i < count; i += n_channels)
+                d.push_back(static_cast<int32_t>(le32(values + i * value_size)));
+        }
+        m_next = (m_next + count) % n_channels;
+    }
+
+    data_type &m_data;
+    size_t m_next = 0; // channel of the next value
+    unsigned char m_part[value_size] = {};
+    size_t m_part_size = 0;
+};
+
+} // namespace
+
+// Takes the header and channels of the layout, and makes room for the values
+// that the file's size promises; the time sequence is written out whole.
+void VXFIL24::lay_out(vx24_layout &&layout) {
     m_header = layout.header;
     m_channels = std::move(layout.channels);
     const size_t n_channels = m_channels.size();
@@ -201,17 +211,50 @@ void VXFIL24::parse(const unsigned char *bytes, size_t size) {
     const double f = m_header.common.m_sample_freq_hz;
     for (uint64_t i = 0; i < per_channel; ++i)
         m_time.push_back(static_cast<double>(i) / f + t0);
+    for (size_t k = 0; k < n_channels; ++k)
+        reserve_huge(m_data[k], per_channel + (k < layout.left_over ? 1 : 0));
+}
 
-    const unsigned char *values = bytes + layout.data_offset;
-    const uint64_t stride = n_channels * value_size;
-    for (size_t k = 0; k < n_channels; ++k) {
-        data_channel_type &d = m_data[k];
-        const uint64_t count = per_channel + (k < layout.left_over ? 1 : 0);
-        reserve_huge(d, count);
-        const unsigned char *first = values + k * value_size;
-        for (uint64_t i = 0; i < count; ++i)
-            d.push_back(static_cast<int32_t>(le32(first + i * stride)));
+void VXFIL24::parse(const unsigned char *bytes, size_t size) {
+    vx24_layout layout = parse_vx24_layout(bytes, size);
+    const size_t data_offset = layout.data_offset;
+    lay_out(std::move(layout));
+    frame_splitter(m_data).add(bytes + data_offset, size - data_offset);
+}
+
+void VXFIL24::read_pieces(uint64_t size, const vx24_read_fn &read, size_t piece_bytes) {
+    // Everything before the first sample (and, in a longer file, the first
+    // samples) is read first: the layout is checked on it and the file's
+    // size. A file that ends inside it is parsed as the bytes it had.
+    unsigned char head[vx24_layout_bytes];
+    const size_t head_size = static_cast<size_t>(std::min<uint64_t>(size, vx24_layout_bytes));
+    const size_t got = read(head, head_size);
+    if (got < head_size) {
+        parse(head, got);
+        return;
     }
+    vx24_layout layout = parse_vx24_layout(head, size);
+    const size_t data_offset = layout.data_offset;
+    lay_out(std::move(layout));
+    frame_splitter values(m_data);
+    values.add(head + data_offset, head_size - data_offset);
+
+    // The rest through one small buffer, never more than the measured size.
+    piece_bytes = std::max<size_t>(piece_bytes, 1);
+    std::unique_ptr<unsigned char[]> piece(new unsigned char[piece_bytes]);
+    uint64_t done = head_size;
+    while (done < size) {
+        const size_t want = static_cast<size_t>(std::min<uint64_t>(piece_bytes, size - done));
+        const size_t n = read(piece.get(), want);
+        values.add(piece.get(), n);
+        done += n;
+        if (n < want) break;
+    }
+    // A file that shrank while being read gives what its bytes give: the
+    // values read are spread over the channels as they would be, and the
+    // time sequence is cut to the whole frames among them. The head is
+    // whole here, so the layout checks pass as they did.
+    if (done < size) m_time.resize(parse_vx24_layout(head, done).per_channel);
 }
 
 } // namespace VxFil

@@ -8,6 +8,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "throwing_fatal.h"
 #include "vx24_fixture.h"
 #include "vxfil/fatal.h"
 #include "vxfil/vxfil24.h"
@@ -31,12 +32,6 @@ std::string load_error(const std::string &bytes) {
     }
     return "";
 }
-
-// Installs the throwing fatal handler for the lifetime of the object.
-struct throwing_fatal {
-    fatal_handler previous = set_fatal_handler(throwing_fatal_handler);
-    ~throwing_fatal() { set_fatal_handler(previous); }
-};
 
 struct temp_dir {
     std::filesystem::path path;

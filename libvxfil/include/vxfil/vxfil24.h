@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "vxfil/vxfil_base.h"
@@ -31,17 +32,34 @@ vx24_layout parse_vx24_layout(const unsigned char *bytes, size_t size);
 // the "chns" chunk head, 255 channel records and the "data" chunk head.
 inline constexpr size_t vx24_layout_bytes = 40 + 8 + 255 * 32 + 8;
 
+// Bytes of a file from where the last call stopped: fills at most n bytes at
+// buffer and returns how many it filled. Fewer than n means that the file
+// ends there (its end, or a read error).
+using vx24_read_fn = std::function<size_t(unsigned char *buffer, size_t n)>;
+
+// How much of a file is read at a time. Pieces from 64 KiB to 1 MiB decode a
+// day's file equally fast (larger ones are slower); 1 MiB keeps the reads few.
+inline constexpr size_t vx24_piece_bytes = size_t{1} << 20;
+
 class VXFIL24 : public Vxfil_Base {
   public:
-    // Reads the whole file; throws std::runtime_error on a damaged file.
+    // Reads the file; throws std::runtime_error on a damaged file. A regular
+    // file is read in pieces, anything else whole.
     explicit VXFIL24(const char *filename);
     // Parses a vx24 file already held in memory (size bytes at bytes); name is
     // only used in messages. Same results and failures as reading the file.
     VXFIL24(const unsigned char *bytes, size_t size, const char *name);
+    // Decodes a vx24 file measured at size bytes as read hands it out, in
+    // pieces of piece_bytes. Bytes past size are not asked for; a file that
+    // ends early is taken as the bytes it had. Same results and failures as
+    // parsing those bytes in memory.
+    VXFIL24(uint64_t size, const vx24_read_fn &read, const char *name, size_t piece_bytes = vx24_piece_bytes);
     ORIGIN get_origin() const override { return ORIGIN_VX24; }
 
   private:
     void parse(const unsigned char *bytes, size_t size);
+    void read_pieces(uint64_t size, const vx24_read_fn &read, size_t piece_bytes);
+    void lay_out(vx24_layout &&layout);
 };
 
 } // namespace VxFil
