@@ -5,6 +5,8 @@
 // block, a garbled text line), so those files are read whole.
 #include "vxfil/header_description.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -161,6 +163,12 @@ void describe_vx24(header_description &d, std::FILE *f, const unsigned char *fir
 
 header_description describe_header(const char *path, const legacy_options &options) {
     header_description d;
+    // A pipe is no recording, and opening one would wait for a writer.
+    struct stat sb {};
+    if (::stat(path, &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode))) {
+        d.kind = "not-a-recording";
+        return d;
+    }
     std::unique_ptr<std::FILE, file_closer> f(std::fopen(path, "rb"));
     if (!f) {
         d.kind = "damaged";

@@ -8,7 +8,8 @@
 // Case folder:
 //   args             one argument per line (argv[0] is always "brantel")
 //   setup            optional; one brantel-fixture call per line, or
-//                    "symlink TARGET NAME" to make a symbolic link
+//                    "symlink TARGET NAME" to make a symbolic link, or
+//                    "fifo NAME" to make a named pipe (nothing writes to it)
 //   input/           optional; copied into the working directory first
 //   env              optional; NAME=VALUE lines set for the brantel run only
 //                    (PATH=bin:/nonexistent, say, for a stand-in gnuplot)
@@ -23,6 +24,7 @@
 // BRANTEL_REGEN_GOLDEN=1 rewrites expected/ from the current binary.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -186,6 +188,10 @@ TEST_P(Golden, Case) {
         if (words.empty() || words[0][0] == '#') continue;
         if (words[0] == "symlink" && words.size() == 3) {
             fs::create_symlink(words[1], work / words[2]);
+            continue;
+        }
+        if (words[0] == "fifo" && words.size() == 2) {
+            ASSERT_EQ(::mkfifo((work / words[1]).c_str(), 0644), 0) << line;
             continue;
         }
         run_result r = run_in(work, capture, FIXTURE_BIN, words, "brantel-fixture");
