@@ -161,24 +161,49 @@ void describe_vx24(header_description &d, std::FILE *f, const unsigned char *fir
 
 } // namespace
 
-header_description describe_header(const char *path, const legacy_options &options) {
-    header_description d;
+namespace {
+
+// The kind of the file at path by its first bytes (read into `first`, `n`
+// of them), and the open file for reading on; no file when the kind is
+// already the verdict (not a recording, or cannot be opened).
+std::unique_ptr<std::FILE, file_closer> open_and_judge(const char *path, const legacy_options &options,
+                                                       header_description &d,
+                                                       unsigned char (&first)[probe_buffer_size], std::size_t &n) {
+    n = 0;
     // A pipe is no recording, and opening one would wait for a writer.
     struct stat sb {};
     if (::stat(path, &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode))) {
         d.kind = "not-a-recording";
-        return d;
+        return nullptr;
     }
     std::unique_ptr<std::FILE, file_closer> f(std::fopen(path, "rb"));
     if (!f) {
         d.kind = "damaged";
         d.message = std::string("Can't open ") + path;
-        return d;
+        return nullptr;
     }
-    unsigned char first[probe_buffer_size];
-    const std::size_t n = std::fread(first, 1, sizeof first, f.get());
+    n = std::fread(first, 1, sizeof first, f.get());
     d.kind = kind_by_first_bytes(first, n, options);
-    if (d.kind == "not-a-recording") return d;
+    if (d.kind == "not-a-recording") return nullptr;
+    return f;
+}
+
+} // namespace
+
+header_description describe_kind(const char *path, const legacy_options &options) {
+    header_description d;
+    unsigned char first[probe_buffer_size];
+    std::size_t n = 0;
+    open_and_judge(path, options, d, first, n);
+    return d;
+}
+
+header_description describe_header(const char *path, const legacy_options &options) {
+    header_description d;
+    unsigned char first[probe_buffer_size];
+    std::size_t n = 0;
+    const std::unique_ptr<std::FILE, file_closer> f = open_and_judge(path, options, d, first, n);
+    if (!f) return d;
     if (d.kind.rfind("vx16", 0) == 0) d.block_length = comment_block_length(first, n);
 
     std::ostringstream messages;

@@ -104,6 +104,7 @@ const struct option long_opts[] = {
     {"keep-going", no_argument, &keep_going, 1},
     {"done-list", required_argument, nullptr, OPT_DONE_LIST},
     {"catalog", required_argument, nullptr, OPT_CATALOG},
+    {"by-header", no_argument, &identify_by_header, 1},
     {nullptr, 0, nullptr, 0},
 };
 
@@ -308,6 +309,7 @@ int brantel_main(int argc, char** argv) {
     if ((keep_going || done_list != nullptr) && (combine || identify))
         exit_with_line(std::string("Error: --keep-going and --done-list cannot be used with ") +
                        (combine ? "-c" : "--identify") + "\n");
+    if (identify_by_header && !identify) exit_with_line("Error: --by-header goes with --identify\n");
     if ((sds_stage_run != nullptr || sds_merge_run != nullptr) && sds_directory == nullptr)
         exit_with_line("Error: --sds-stage and --sds-merge go with --sds DIR\n");
 

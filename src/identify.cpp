@@ -6,6 +6,7 @@
 #include <string>
 
 #include "open_recording.h"
+#include "settings.h"
 #include "vxfil/header_description.h"
 
 namespace {
@@ -34,14 +35,23 @@ std::string describe_line(const char *path, const VxFil::header_description &d) 
            (d.block_length ? std::to_string(d.block_length) : "-") + "\t" + std::to_string(d.samples);
 }
 
+// --by-header: the path and the kind, and for a file that cannot be opened
+// the message.
+std::string kind_line(const char *path, const VxFil::header_description &d) {
+    std::string line = std::string(path) + "\t" + d.kind;
+    return d.kind == "damaged" ? line + "\t" + d.message : line;
+}
+
 } // namespace
 
 int identify_files(int count, char **paths) {
     int status = 0;
     for (int i = 0; i < count; ++i) {
-        const VxFil::header_description d = VxFil::describe_header(paths[i], legacy_reading_options());
+        const VxFil::header_description d = identify_by_header
+                                                ? VxFil::describe_kind(paths[i], legacy_reading_options())
+                                                : VxFil::describe_header(paths[i], legacy_reading_options());
         if (d.kind == "damaged" || d.kind == "not-a-recording") status = 1;
-        std::cout << describe_line(paths[i], d) << "\n";
+        std::cout << (identify_by_header ? kind_line(paths[i], d) : describe_line(paths[i], d)) << "\n";
     }
     std::cout.flush();
     return status;

@@ -15,6 +15,13 @@
 // station take the station a conversion with the same options would give. The
 // recording library describes each file
 // (vxfil/header_description.h); this prints the lines.
+//
+// With --by-header only the path and the kind, told by the first bytes
+// alone: a file is not read past them, so a recording damaged further on
+// keeps its kind (its conversion tells of the damage). A file that cannot be
+// opened is "damaged" with its message. The archive driver sorts the files
+// of a large tree so, where reading each one whole would cost as much as
+// converting it.
 #pragma once
 
 // Describes every file; returns the exit status: 1 when any file is damaged

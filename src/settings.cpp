@@ -26,6 +26,7 @@ char TZ[7] = "TZ=UTC";
 const char* default_time_format;
 const char* target_directory;
 int identify;
+int identify_by_header;
 std::string mseed_network;
 long mseed_record_length;
 const char* sds_directory;
@@ -61,6 +62,7 @@ void reset_settings() {
     default_time_format = "%Y-%m-%d %H:%M:%S %Z";
     target_directory = nullptr;
     identify = 0;
+    identify_by_header = 0;
     // "XX" is the network code for test and unregistered data.
     mseed_network = "XX";
     mseed_record_length = 4096;

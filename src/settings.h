@@ -63,6 +63,8 @@ extern const char* default_time_format;
 extern const char* target_directory;
 // --identify: describe the named files instead of converting them.
 extern int identify;
+// --by-header (with --identify): only each file's kind, from its first bytes.
+extern int identify_by_header;
 // Network code of the binary miniSEED layout (--network), 1 or 2 characters.
 extern std::string mseed_network;
 // Length of its records in bytes (--record-length), a power of two.

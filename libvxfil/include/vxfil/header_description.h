@@ -36,4 +36,10 @@ struct header_description {
 // and stations are those that a conversion with the same options sees.
 header_description describe_header(const char *path, const legacy_options &options = {});
 
+// Only the kind of the file at path, told by its first bytes as
+// describe_header tells it, without reading further: a recording damaged
+// past its first bytes keeps its kind here. "damaged" only when the file
+// cannot be opened; the other fields stay empty.
+header_description describe_kind(const char *path, const legacy_options &options = {});
+
 } // namespace VxFil
