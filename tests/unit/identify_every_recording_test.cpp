@@ -14,6 +14,8 @@
 //
 // The run's own output goes to BUILD_DIR/identify_every_recording.out and
 // .err, so that a difference can be looked at whole.
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -50,7 +52,7 @@ std::vector<std::string> words_of(const std::string &line) {
 }
 
 // Every case folder's recordings below dir/CASE: input/ copied, then the
-// fixture calls and symbolic links of its setup file.
+// fixture calls, symbolic links and named pipes of its setup file.
 void end_to_end_recordings(const fs::path &dir) {
     std::vector<fs::path> cases;
     for (const auto &e : fs::directory_iterator(fs::path(SOURCE_DIR) / "tests/e2e/cases"))
@@ -68,6 +70,10 @@ void end_to_end_recordings(const fs::path &dir) {
             if (words[0] == "symlink" && words.size() == 3) {
                 fs::create_directories((work / words[2]).parent_path());
                 fs::create_symlink(words[1], work / words[2]);
+                continue;
+            }
+            if (words[0] == "fifo" && words.size() == 2) {
+                ASSERT_EQ(::mkfifo((work / words[1]).c_str(), 0644), 0) << c << ": " << line;
                 continue;
             }
             const child_result r = run_child(work, FIXTURE_BIN, words);
