@@ -5,8 +5,6 @@
 // block, a garbled text line), so those files are read whole.
 #include "vxfil/header_description.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
@@ -170,9 +168,7 @@ std::unique_ptr<std::FILE, file_closer> open_and_judge(const char *path, const l
                                                        header_description &d,
                                                        unsigned char (&first)[probe_buffer_size], std::size_t &n) {
     n = 0;
-    // A pipe is no recording, and opening one would wait for a writer.
-    struct stat sb {};
-    if (::stat(path, &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode))) {
+    if (names_a_pipe(path)) {
         d.kind = "not-a-recording";
         return nullptr;
     }

@@ -1,6 +1,8 @@
 // vxdetect: opens a recording with the reader its first bytes call for.
 #include "vxfil/vxdetect.h"
 
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <memory>
 
@@ -16,6 +18,11 @@ struct file_closer {
     void operator()(std::FILE *f) const { std::fclose(f); }
 };
 } // namespace
+
+bool names_a_pipe(const char *path) {
+    struct stat sb {};
+    return ::stat(path, &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode));
+}
 
 Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy) {
     unsigned char buf[probe_buffer_size];

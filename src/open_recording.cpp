@@ -2,8 +2,6 @@
 // of it before its samples are used.
 #include "open_recording.h"
 
-#include <sys/stat.h>
-
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -54,11 +52,9 @@ std::unique_ptr<VxFil::Vxfil_Base> open_recording_or_throw(const std::filesystem
 }
 
 std::unique_ptr<VxFil::Vxfil_Base> open_recording(const std::filesystem::path &path) {
-    // The readers take a recording's first bytes to tell its format and
-    // then open it again to read it whole; a pipe would lose those bytes and
-    // be read as something else, so it is refused with a line of its own.
-    struct stat sb {};
-    if (::stat(path.c_str(), &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode)))
+    // A pipe would lose the first bytes that tell its format and be read as
+    // something else: it is refused with a line of its own.
+    if (VxFil::names_a_pipe(path.c_str()))
         exit_with_line("Error: " + quoted(path) + " is a pipe, not a file: recordings are read from files\n");
     try {
         return open_recording_or_throw(path);

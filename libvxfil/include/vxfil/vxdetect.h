@@ -12,4 +12,9 @@ namespace VxFil {
 // their initial base time. legacy applies to comment-headed recordings only.
 Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy = {});
 
+// Whether path names a pipe (or a socket). No recording is read from one:
+// the probe takes its first bytes and the reader would open it again without
+// them, and opening one waits for a writer.
+bool names_a_pipe(const char *path);
+
 } // namespace VxFil
