@@ -31,6 +31,7 @@
 #include "sds_run.h"
 #include "kept_facts.h"
 #include "file_by_file.h"
+#include "freed_memory.h"
 
 namespace {
 
@@ -327,6 +328,7 @@ int brantel_main(int argc, char** argv) {
                      _CRT_glob ? "enabled" : "disabled");
 
     if (identify) process_exit(identify_files(argc - optind, argv + optind));
+    keep_freed_memory();
     if (done_list != nullptr) open_done_list();
     if (sds_directory != nullptr) process_exit(sds_main(argc - optind, argv + optind));
     if (plot) check_plot_tool();

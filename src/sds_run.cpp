@@ -3,7 +3,6 @@
 #include "sds_run.h"
 
 #include <fcntl.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -132,11 +131,6 @@ void refuse_options_beside_sds(const std::vector<given_option>& given) {
 int sds_main(int count, char** files) {
     if (sds_merge_run && count > 0) exit_with_line("Error: --sds-merge takes no recording\n");
     if (!sds_merge_run && count == 0) exit_with_line("Error: --sds needs at least one recording to file\n");
-    // The merge builds and drops series of millions of samples one after
-    // another: freed memory is kept for the next instead of being returned
-    // to the system and faulted in afresh.
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, 1 << 30);
     // The quick-looks need gnuplot: refused at once, before anything is
     // filed, when it is missing.
     if (plot && !sds_stage_run) check_plot_tool();

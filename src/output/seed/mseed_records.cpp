@@ -102,14 +102,21 @@ void add_blockettes(MSRecord *msr, double rate) {
 } // namespace
 
 mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers) {
-    bool small_differences = true;
+    // Two passes without early exits, so that the compiler can take many
+    // values at once: first every value to an integer, then the differences.
+    bool integral = true;
     for (std::size_t i = 0; i < n; ++i) {
-        if (!as_int32(values[i], integers[i])) return mseed_encoding::FLOAT64;
-        if (i > 0) {
-            const int64_t d = int64_t{integers[i]} - int64_t{integers[i - 1]};
-            small_differences = small_differences && steim2_difference(d);
-        }
+        const double v = values[i];
+        const bool in_range = v >= -2147483648.0 && v <= 2147483647.0;
+        // Out of range (or NaN) converts 0 instead, so the conversion is always defined.
+        const auto x = static_cast<int32_t>(in_range ? v : 0.0);
+        integral &= in_range & (static_cast<double>(x) == v);
+        integers[i] = x;
     }
+    if (!integral) return mseed_encoding::FLOAT64;
+    bool small_differences = true;
+    for (std::size_t i = 1; i < n; ++i)
+        small_differences &= steim2_difference(int64_t{integers[i]} - int64_t{integers[i - 1]});
     return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
 }
 

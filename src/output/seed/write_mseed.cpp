@@ -29,19 +29,27 @@ struct channel_records {
     std::string error;
 };
 
+// Room for every record of a channel: at most 8 bytes a sample (FLOAT64
+// records; Steim-2 and INT32 take at most 4) plus each record's header, and
+// one part-filled record more for every segment. Reserved, not touched, so
+// that the records are never copied as they grow.
+std::size_t records_bound(std::size_t samples, std::size_t segments, std::size_t record_length) {
+    return samples * 9 + (segments + 1) * record_length;
+}
+
 channel_records pack_channel(const series_t &values, const series_t &time, const mseed_stream &stream,
-                             const std::vector<sample_range> &segments, std::size_t longest) {
+                             const std::vector<sample_range> &segments, int32_t *scratch) {
     channel_records r;
+    r.bytes.reserve(records_bound(values.size(), segments.size(), static_cast<std::size_t>(stream.record_length)));
     const record_sink to_memory = [&r](const char *bytes, std::size_t length) {
         r.bytes.append(bytes, length);
     };
-    std::unique_ptr<int32_t[]> scratch(new int32_t[longest]);
     int sequence = 1;
     for (const sample_range &seg : segments) {
         const auto first = static_cast<std::size_t>(seg.begin);
         try {
             pack_segment(stream, values.data() + first, time.data() + first,
-                         static_cast<std::size_t>(seg.end - seg.begin), scratch.get(), sequence, to_memory);
+                         static_cast<std::size_t>(seg.end - seg.begin), scratch, sequence, to_memory);
         } catch (const std::exception &e) {
             r.error = e.what();
             break;
@@ -69,12 +77,14 @@ void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &da
     std::vector<channel_records> packed(channels.size());
     std::atomic<std::size_t> next{0};
     auto pack_some = [&] {
+        // One buffer for the integers of every channel that this thread packs.
+        std::unique_ptr<int32_t[]> scratch;
         for (std::size_t i = next++; i < channels.size(); i = next++) {
+            if (!scratch) scratch.reset(new int32_t[static_cast<std::size_t>(longest)]);
             const std::size_t ch = channels[i];
             const mseed_stream stream{file.network, file.stations[ch], "",
                                       file.channel, file.rate,         file.record_length};
-            packed[i] =
-                pack_channel(data[ch], time, stream, file.segments, static_cast<std::size_t>(longest));
+            packed[i] = pack_channel(data[ch], time, stream, file.segments, scratch.get());
         }
     };
     const std::size_t total = static_cast<std::size_t>(longest) * channels.size();
