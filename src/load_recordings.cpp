@@ -22,6 +22,7 @@
 #include "recording_description.h"
 #include "vxfil/vxdetect.h"
 #include "process_exit.h"
+#include "on_cores.h"
 
 namespace {
 
@@ -66,6 +67,30 @@ void reserve_planned(std::vector<double>& v, std::size_t n) {
     } catch (const std::exception&) {
         // Not enough memory for the guess: the series grow step by step.
     }
+}
+
+// Below this many samples in a channel a second thread costs more than it saves.
+constexpr std::size_t COPIED_TOGETHER_FROM = std::size_t{1} << 16;
+
+// Each channel's counts become doubles at the end of its series. The series
+// are mostly memory that the kernel zeroes page by page as it is first
+// touched, which costs as much as the copy: the channels of a long recording
+// are appended on every core, so that this zeroing is shared out.
+void append_channels(VxFil::Vxfil_Base& rec) {
+    const std::vector<VxFil::vx_channel>& channels = rec.m_channels;
+    std::size_t longest = 0;
+    for (const VxFil::vx_channel& ch : channels)
+        longest = std::max(longest, rec.m_data.at(ch.m_channel).size());
+    run_on_threads(channels.size(), longest < COPIED_TOGETHER_FROM ? 1 : threads_for(channels.size()),
+                   [&](std::size_t k) {
+                       // check_channels made the numbers distinct: each job has
+                       // a series of its own, and no later record reads this one.
+                       VxFil::data_channel_type& raw = rec.m_data.at(channels[k].m_channel);
+                       series_t& out = data[channels[k].m_channel];
+                       make_room(out, raw.size());
+                       out.insert(out.end(), raw.begin(), raw.end());
+                       VxFil::data_channel_type().swap(raw);
+                   });
 }
 
 void remember_input(const std::filesystem::path& path, run_state& st) {
@@ -124,14 +149,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
             time_array.insert(time_array.end(), times.begin(), times.end());
         }
         std::vector<double>().swap(rec->m_time);
-        for (const VxFil::vx_channel& ch : rec->m_channels) {
-            VxFil::data_channel_type& raw = rec->m_data.at(ch.m_channel);
-            series_t& out = data[ch.m_channel];
-            make_room(out, raw.size());
-            out.insert(out.end(), raw.begin(), raw.end()); // each count becomes a double
-            // check_channels made the numbers distinct: no later record reads this one.
-            VxFil::data_channel_type().swap(raw);
-        }
+        append_channels(*rec);
     }
     samples = static_cast<long>(time_array.size());
 }

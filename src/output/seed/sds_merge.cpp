@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <climits>
 #include <cerrno>
 #include <cmath>
@@ -20,6 +19,7 @@
 #include <thread>
 
 #include "atomic_file.h"
+#include "on_cores.h"
 #include "sds_quicklooks.h"
 #include "mseed_read.h"
 #include "sds_stage.h"
@@ -949,20 +949,7 @@ void merger::run_day_job(day_job &job) const {
 }
 
 void merger::run_day_jobs(std::vector<day_job> &jobs) const {
-    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-    const std::size_t workers = std::min<std::size_t>(cores, jobs.size());
-    if (workers <= 1) {
-        for (day_job &job : jobs) run_day_job(job);
-        return;
-    }
-    std::atomic<std::size_t> next{0};
-    auto work = [&] {
-        for (std::size_t k = next++; k < jobs.size(); k = next++) run_day_job(jobs[k]);
-    };
-    std::vector<std::thread> threads;
-    for (std::size_t w = 1; w < workers; ++w) threads.emplace_back(work);
-    work();
-    for (std::thread &t : threads) t.join();
+    run_on_threads(jobs.size(), threads_for(jobs.size()), [&](std::size_t k) { run_day_job(jobs[k]); });
 }
 
 void merger::finalize(const std::string &run, merge_outcome &outcome) {

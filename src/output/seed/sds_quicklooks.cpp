@@ -2,7 +2,6 @@
 #include "sds_quicklooks.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
@@ -11,10 +10,10 @@
 #include <limits>
 #include <map>
 #include <stdexcept>
-#include <thread>
 #include <utility>
 
 #include "atomic_file.h"
+#include "on_cores.h"
 #include "mseed_read.h"
 #include "sds_index.h"
 #include "sds_samples.h"
@@ -223,16 +222,8 @@ quicklook_outcome draw_missing_quicklooks(const fs::path &top, const gnuplot_run
     // are cores.
     const ignore_sigpipe guard;
     std::vector<std::string> failures(jobs.size());
-    std::atomic<std::size_t> next{0};
-    auto work = [&] {
-        for (std::size_t k = next++; k < jobs.size(); k = next++) failures[k] = draw_quicklook(top, jobs[k], run);
-    };
-    const std::size_t workers =
-        std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()), jobs.size());
-    std::vector<std::thread> threads;
-    for (std::size_t w = 1; w < workers; ++w) threads.emplace_back(work);
-    work();
-    for (std::thread &t : threads) t.join();
+    run_on_threads(jobs.size(), threads_for(jobs.size()),
+                   [&](std::size_t k) { failures[k] = draw_quicklook(top, jobs[k], run); });
 
     quicklook_outcome outcome;
     for (std::size_t k = 0; k < jobs.size(); ++k) {

@@ -7,15 +7,15 @@
 // numbers, which run through the file: each channel is packed from number 1
 // and its records are renumbered as they are written (record_numbering.h).
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <thread>
 
 #include "mseed_records.h"
+#include "on_cores.h"
+#include "vxfil/huge_pages.h"
 #include "out_file.h"
 #include "process_exit.h"
 #include "record_numbering.h"
@@ -40,7 +40,12 @@ std::size_t records_bound(std::size_t samples, std::size_t segments, std::size_t
 channel_records pack_channel(const series_t &values, const series_t &time, const mseed_stream &stream,
                              const std::vector<sample_range> &segments, int32_t *scratch) {
     channel_records r;
-    r.bytes.reserve(records_bound(values.size(), segments.size(), static_cast<std::size_t>(stream.record_length)));
+    try {
+        r.bytes.reserve(records_bound(values.size(), segments.size(), static_cast<std::size_t>(stream.record_length)));
+        VxFil::advise_huge_pages(r.bytes.data(), r.bytes.capacity());
+    } catch (const std::exception &) {
+        // No room for the bound: the records grow as they come.
+    }
     const record_sink to_memory = [&r](const char *bytes, std::size_t length) {
         r.bytes.append(bytes, length);
     };
@@ -75,29 +80,15 @@ void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &da
         if (!data[ch].empty()) channels.push_back(ch);
 
     std::vector<channel_records> packed(channels.size());
-    std::atomic<std::size_t> next{0};
-    auto pack_some = [&] {
-        // One buffer for the integers of every channel that this thread packs.
-        std::unique_ptr<int32_t[]> scratch;
-        for (std::size_t i = next++; i < channels.size(); i = next++) {
-            if (!scratch) scratch.reset(new int32_t[static_cast<std::size_t>(longest)]);
-            const std::size_t ch = channels[i];
-            const mseed_stream stream{file.network, file.stations[ch], "",
-                                      file.channel, file.rate,         file.record_length};
-            packed[i] = pack_channel(data[ch], time, stream, file.segments, scratch.get());
-        }
-    };
     const std::size_t total = static_cast<std::size_t>(longest) * channels.size();
-    const std::size_t helpers =
-        total < THREADED_FROM ? 0
-                              : std::min<std::size_t>(std::max(1u, std::thread::hardware_concurrency()) - 1,
-                                                      channels.size() > 0 ? channels.size() - 1 : 0);
-    std::vector<std::thread> threads;
-    for (std::size_t h = 0; h < helpers; ++h)
-        threads.emplace_back(pack_some);
-    pack_some();
-    for (std::thread &t : threads)
-        t.join();
+    run_on_threads(channels.size(), total < THREADED_FROM ? 1 : threads_for(channels.size()), [&](std::size_t i) {
+        const std::size_t ch = channels[i];
+        const mseed_stream stream{file.network, file.stations[ch], "", file.channel, file.rate, file.record_length};
+        // Freed at once, so that the next channel's buffer is the same memory.
+        const std::unique_ptr<int32_t[]> scratch(new int32_t[static_cast<std::size_t>(longest)]);
+        VxFil::advise_huge_pages(scratch.get(), static_cast<std::size_t>(longest) * sizeof(int32_t));
+        packed[i] = pack_channel(data[ch], time, stream, file.segments, scratch.get());
+    });
 
     // Handed to the file record by record, as they were packed, so that the
     // buffer fills and a failing write shows up at the same places.
