@@ -5,6 +5,6 @@
 // costs as much as decoding the recording.
 #pragma once
 
-// Keeps large blocks on the heap (no mmap of its own per block) and never
-// trims the heap. Call once, before the first large allocation.
+// Keeps large blocks on the heap (no mmap of its own per block), one heap
+// for all threads, and never trims it. Call once, before the first large allocation.
 void keep_freed_memory();

@@ -67,9 +67,12 @@ same_day_files() {
 check "--sds: the same day files as brantel --sds by hand" same_day_files
 
 # ---- a batch killed part way -------------------------------------------------------
-# A stand-in for brantel that stops the real one as soon as its done list
-# holds two recordings, and says so; the test then kills the driver and all
-# its jobs. Recordings of an hour each, so that the stop comes in time.
+# A stand-in for brantel that converts a batch's first two recordings with
+# the real one (the same options and done list) and then, instead of going
+# on, says so and waits to be killed, as a brantel killed while converting
+# the third would leave the batch; the test then kills the driver and all
+# its jobs. (Stopping the real brantel once its done list holds two lines
+# raced with it: it converts an hour's recording in a few milliseconds.)
 src2=$work/src2
 for i in 01 02 03 04 05 06 07 08 09 10 11 12; do
     "$fixture" vx24 out="$src2/2016/05/05/h$i.vx24" station=4 wave=sine amp=1000 seconds=$((day + 86400 + 10#$i * 3600)) \
@@ -78,25 +81,18 @@ done
 stopped=$work/stopped
 cat > "$work/bin dir/stopping brantel" <<STOPPING
 #!/bin/bash
-list=
-previous=
-for word in "\$@"; do
-    [ "\$previous" = --done-list ] && list=\$word
-    previous=\$word
+# The recordings follow --target-directory DIR, the last option the driver gives.
+args=("\$@")
+first=
+for ((k = 0; k < \${#args[@]}; ++k)); do
+    [ "\${args[k]}" = --target-directory ] && first=\$((k + 2))
 done
-$(printf '%q' "$brantel") "\$@" &
-child=\$!
-if [ -n "\$list" ] && [ ! -e $(printf '%q' "$stopped") ]; then
-    while kill -0 "\$child" 2>/dev/null; do
-        if [ "\$(wc -l < "\$list")" -ge 2 ]; then
-            kill -STOP "\$child"
-            : > $(printf '%q' "$stopped")
-            break
-        fi
-        sleep 0.005
-    done
+if [ -z "\$first" ] || [ -e $(printf '%q' "$stopped") ]; then
+    exec $(printf '%q' "$brantel") "\$@"
 fi
-wait "\$child"
+$(printf '%q' "$brantel") "\${args[@]:0:first + 2}"
+: > $(printf '%q' "$stopped")
+while :; do sleep 1; done
 STOPPING
 chmod +x "$work/bin dir/stopping brantel"
 BRANTEL="$work/bin dir/stopping brantel" setsid "$archive" --jobs 1 "$src2" "$work/out2" -- --quiet \

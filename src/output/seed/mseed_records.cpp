@@ -120,13 +120,6 @@ mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *int
     return small_differences ? mseed_encoding::STEIM2 : mseed_encoding::INT32;
 }
 
-bool as_int32(double v, int32_t &out) {
-    // The range test comes first, so that the conversion is always defined.
-    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
-    out = static_cast<int32_t>(v);
-    return static_cast<double>(out) == v;
-}
-
 namespace {
 
 // A number for a message: "%.15g", so that a time keeps its fraction and an

@@ -16,8 +16,14 @@ enum class mseed_encoding {
     FLOAT64, // anything else
 };
 
-// The value as a 32-bit integer, when it is one.
-bool as_int32(double v, int32_t &out);
+// The value as a 32-bit integer, when it is one. Inline: it is asked of
+// every sample of a day file.
+inline bool as_int32(double v, int32_t &out) {
+    // The range test comes first, so that the conversion is always defined.
+    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
+    out = static_cast<int32_t>(v);
+    return static_cast<double>(out) == v;
+}
 
 // Whether a difference of neighbours fits the 30 bits that Steim-2 stores.
 constexpr bool steim2_difference(int64_t d) {

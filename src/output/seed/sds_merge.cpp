@@ -117,6 +117,29 @@ struct staged_view {
             std::copy(mine.begin(), mine.end(), out.begin() + static_cast<std::ptrdiff_t>(before));
         }
     }
+    // The first and last time of the samples that append() would give, or
+    // false when there are none; without copying them.
+    bool bounds(const std::string &id, int64_t from, int64_t to, int64_t &first, int64_t &last) const {
+        auto it = channels.find(id);
+        if (it == channels.end()) return false;
+        const auto end = times.begin() + static_cast<std::ptrdiff_t>(it->second.values.size());
+        if (sorted) {
+            const auto lo = std::lower_bound(times.begin(), end, from);
+            const auto hi = std::lower_bound(lo, end, to);
+            if (lo == hi) return false;
+            first = *lo;
+            last = *(hi - 1);
+            return true;
+        }
+        bool any = false;
+        for (auto t = times.begin(); t != end; ++t) {
+            if (*t < from || *t >= to) continue;
+            first = any ? std::min(first, *t) : *t;
+            last = any ? std::max(last, *t) : *t;
+            any = true;
+        }
+        return any;
+    }
     sample_list all(const std::string &id) const {
         sample_list out;
         append(id, INT64_MIN, INT64_MAX, NO_ORIGIN, out);
@@ -212,6 +235,12 @@ class merger {
     void finalize(const std::string &run, merge_outcome &outcome);
 
     std::shared_ptr<const staged_view> staged_samples(const std::string &run, const staged_recording &rec);
+    // Decodes the staged files of these accepted recordings that are not in
+    // the cache, on every core, and puts them there. One that cannot be read
+    // is left out, for staged_samples to find and report in its turn.
+    void prefetch_staged(const std::string &run, const std::vector<std::size_t> &recs);
+    std::shared_ptr<const staged_view> make_view(const std::string &run, const staged_recording &rec,
+                                                 staged_content &&staged, const fs::path &path);
     std::shared_ptr<const day_content> day(const channel_codes &codes, int64_t day);
     sample_list tree_samples(const channel_codes &codes, int64_t first, int64_t last, std::string &trouble);
     // The samples of a day file within [from, to], decoding only the records
@@ -237,6 +266,12 @@ class merger {
     struct day_job {
         channel_codes codes;
         int64_t day = 0;
+        // The incoming samples are collected by the job itself, on its own
+        // thread, from these views (each with its origin number), and the day
+        // file's samples copied there from `current`.
+        std::vector<std::pair<std::shared_ptr<const staged_view>, uint32_t>> sources;
+        std::size_t expected = 0; // incoming samples at most, for reserving
+        std::shared_ptr<const day_content> current;
         sample_list merged;
         sample_list incoming;
         sample_list context;
@@ -248,6 +283,9 @@ class merger {
     };
     day_job gather(const std::string &run, int64_t d, const std::string &id, const channel_codes &codes,
                    const std::vector<std::size_t> &recs);
+    // The job's incoming samples from its sources, sorted, and the day
+    // file's samples as the start of the merged ones.
+    static void collect_incoming(day_job &job);
     // Reads the facts table only, so that the jobs of a day run at once.
     void run_day_job(day_job &job) const;
     void run_day_jobs(std::vector<day_job> &jobs) const;
@@ -290,6 +328,10 @@ class merger {
     // What merges of other runs, finished first, wrote.
     merge_outcome m_pending;
 };
+
+// Small files written durably at the same time: their fsyncs wait on the
+// disk, which takes several at once.
+constexpr std::size_t DURABLE_WRITERS = 8;
 
 double merger::widest_reach() const {
     double widest = 0.0;
@@ -416,6 +458,11 @@ std::shared_ptr<const staged_view> merger::staged_samples(const std::string &run
     std::string why;
     if (!decode_staged(read_text(path), staged, why))
         throw std::runtime_error("staged recording \"" + path.string() + "\" " + why);
+    return make_view(run, rec, std::move(staged), path);
+}
+
+std::shared_ptr<const staged_view> merger::make_view(const std::string &run, const staged_recording &rec,
+                                                     staged_content &&staged, const fs::path &path) {
     auto view = std::make_shared<staged_view>();
     view->times = std::move(staged.times);
     view->sorted = std::is_sorted(view->times.begin(), view->times.end());
@@ -430,7 +477,35 @@ std::shared_ptr<const staged_view> merger::staged_samples(const std::string &run
         view->channels[values.id] = {std::move(values.values), m_facts.id_of({c->rate, c->volts_per_count, c->gain})};
     }
     // Counted in samples of the merge's lists: a third of a time and a value each.
-    return m_staged.put(cache_key, std::move(view), total / 3);
+    return m_staged.put(run + "/" + rec.key, std::move(view), total / 3);
+}
+
+void merger::prefetch_staged(const std::string &run, const std::vector<std::size_t> &recs) {
+    std::vector<std::size_t> missing;
+    for (std::size_t r : recs)
+        if (m_staged.find(run + "/" + m_accepted[r].key) == nullptr) missing.push_back(r);
+    if (missing.size() < 2) return; // nothing to share out
+    std::vector<staged_content> decoded(missing.size());
+    std::vector<char> ok(missing.size(), 0);
+    run_on_threads(missing.size(), threads_for(missing.size()), [&](std::size_t k) {
+        const fs::path path = staging_dir(m_top, run) / (m_accepted[missing[k]].key + ".samples");
+        std::string why;
+        try {
+            ok[k] = decode_staged(read_text(path), decoded[k], why);
+        } catch (const std::exception &) {
+            ok[k] = 0; // staged_samples reads it again and says why
+        }
+    });
+    // In order, so that the facts rows are numbered as when decoded one by one.
+    // A failure stops the prefetch; staged_samples meets it again in its turn.
+    for (std::size_t k = 0; k < missing.size() && ok[k]; ++k) {
+        const staged_recording &rec = m_accepted[missing[k]];
+        try {
+            make_view(run, rec, std::move(decoded[k]), staging_dir(m_top, run) / (rec.key + ".samples"));
+        } catch (const std::exception &) {
+            break;
+        }
+    }
 }
 
 void merger::check_day_record(const seed_record &r, const channel_codes &codes, int64_t d,
@@ -850,12 +925,18 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
         // day files at a time as there are cores: a day file depends only
         // on its own channel and day.
         std::vector<std::pair<std::string, const std::vector<std::size_t> *>> todo;
-        for (const auto &[id, recs] : channels) todo.emplace_back(id, &recs);
+        std::vector<std::size_t> day_recs;
+        for (const auto &[id, recs] : channels) {
+            todo.emplace_back(id, &recs);
+            for (std::size_t r : recs)
+                if (std::find(day_recs.begin(), day_recs.end(), r) == day_recs.end()) day_recs.push_back(r);
+        }
+        prefetch_staged(run, day_recs);
         for (std::size_t at = 0; at < todo.size(); at += cores) {
             std::vector<day_job> jobs;
             for (std::size_t k = at; k < std::min(todo.size(), at + cores); ++k) {
                 day_job job = gather(run, d, todo[k].first, codes_of[todo[k].first], *todo[k].second);
-                if (!job.incoming.empty()) jobs.push_back(std::move(job));
+                if (!job.sources.empty()) jobs.push_back(std::move(job));
             }
             run_day_jobs(jobs);
             finish_day_jobs(jobs, d, outcome);
@@ -889,41 +970,62 @@ merger::day_job merger::gather(const std::string &run, int64_t d, const std::str
     job.codes = codes;
     job.day = d;
     job.origins = recs.size();
-    std::size_t expected = 0;
     for (std::size_t r : recs)
         for (const recording_channel &c : m_accepted[r].facts.channels)
-            if (c.codes.id() == id) expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
-    job.incoming.reserve(expected);
+            if (c.codes.id() == id)
+                job.expected += static_cast<std::size_t>(std::min<uint64_t>(c.samples, 86400u * 1000u));
     const int64_t from = day_start_us(d), to = day_start_us(d + 1);
+    // The first and last incoming time decide which neighbouring days matter.
+    int64_t first = 0, last = 0;
+    bool any = false;
     for (std::size_t r : recs) {
-        const auto mine = staged_samples(run, m_accepted[r]);
+        auto mine = staged_samples(run, m_accepted[r]);
         auto key = std::make_pair(r, id);
         auto [o, fresh] = m_origin_of.try_emplace(key, static_cast<uint32_t>(m_origins.size()));
         if (fresh) m_origins.push_back(key);
-        mine->append(id, from, to, o->second, job.incoming);
+        int64_t f = 0, l = 0;
+        if (mine->bounds(id, from, to, f, l)) {
+            first = any ? std::min(first, f) : f;
+            last = any ? std::max(last, l) : l;
+            any = true;
+        }
+        job.sources.emplace_back(std::move(mine), o->second);
     }
-    if (job.incoming.empty()) return job;
-    sort_samples(job.incoming);
+    if (!any) {
+        job.sources.clear();
+        return job;
+    }
 
-    const auto current = day(codes, d);
-    if (!current->trouble.empty())
+    job.current = day(codes, d);
+    if (!job.current->trouble.empty())
         throw std::runtime_error("day file \"" + (m_top / day_file_path(codes, d)).string() +
-                                 "\" cannot be merged: " + current->trouble);
-    job.merged = current->samples;
+                                 "\" cannot be merged: " + job.current->trouble);
     // The neighbouring days' samples near midnight, so that a sample already
     // filed on the other side is not filed again.
     const auto reach = static_cast<int64_t>(widest_reach());
-    if (job.incoming.front().t < day_start_us(d) + reach)
+    if (first < day_start_us(d) + reach)
         job.context = day_stretch(codes, d - 1, day_start_us(d) - reach, day_start_us(d));
-    if (job.incoming.back().t >= day_start_us(d + 1) - reach) {
+    if (last >= day_start_us(d + 1) - reach) {
         const sample_list after = day_stretch(codes, d + 1, day_start_us(d + 1), day_start_us(d + 1) + reach);
         job.context.insert(job.context.end(), after.begin(), after.end());
     }
     return job;
 }
 
+void merger::collect_incoming(day_job &job) {
+    const int64_t from = day_start_us(job.day), to = day_start_us(job.day + 1);
+    const std::string id = job.codes.id();
+    job.incoming.reserve(job.expected);
+    for (const auto &[view, origin] : job.sources) view->append(id, from, to, origin, job.incoming);
+    job.sources.clear();
+    sort_samples(job.incoming);
+    job.merged = job.current->samples;
+    job.current.reset();
+}
+
 void merger::run_day_job(day_job &job) const {
     try {
+        collect_incoming(job);
         // One recording's own samples never repeat (it would conflict with itself).
         if (job.origins > 1) drop_repeats(m_facts, job.incoming);
         if (job.merged.empty() && job.context.empty()) {
@@ -946,6 +1048,10 @@ void merger::run_day_job(day_job &job) const {
     } catch (const std::exception &e) {
         job.error = e.what();
     }
+    // Only the counts are wanted from here on.
+    sample_list().swap(job.merged);
+    sample_list().swap(job.incoming);
+    sample_list().swap(job.context);
 }
 
 void merger::run_day_jobs(std::vector<day_job> &jobs) const {
@@ -955,7 +1061,10 @@ void merger::run_day_jobs(std::vector<day_job> &jobs) const {
 void merger::finalize(const std::string &run, merge_outcome &outcome) {
     const fs::path dir = staging_dir(m_top, run);
     fs::create_directories(book_of(m_top) / "recordings");
-    for (std::size_t r = 0; r < m_accepted.size(); ++r) {
+    // Each recording's facts are a small file written durably: the time is
+    // the disk's, not the processor's, so several are written at once. They
+    // are files of their own (one per recording path), and only read here.
+    run_on_threads(m_accepted.size(), DURABLE_WRITERS, [&](std::size_t r) {
         recording_facts facts = m_accepted[r].facts;
         facts.check.clear(); // of the staged copy only
         // What earlier conversions of the same recording added stays counted:
@@ -972,7 +1081,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
                     c.filed = std::min(c.samples, c.filed + o.filed);
         }
         write_text(recording_facts_path(m_top, facts.path), facts_text(facts));
-    }
+    });
     std::string refused;
     for (const auto &[rec, message] : m_refused) {
         std::string line = message;
