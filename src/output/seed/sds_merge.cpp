@@ -16,7 +16,6 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
-#include <thread>
 
 #include "atomic_file.h"
 #include "on_cores.h"
@@ -329,8 +328,8 @@ class merger {
     merge_outcome m_pending;
 };
 
-// Small files written durably at the same time: their fsyncs wait on the
-// disk, which takes several at once.
+// Small files written durably, or files removed, at the same time: the
+// time is the disk's, which takes several requests at once.
 constexpr std::size_t DURABLE_WRITERS = 8;
 
 double merger::widest_reach() const {
@@ -918,29 +917,30 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
     for (const auto &[d, channels] : reached)
         for (const auto &[id, recs] : channels)
             for (std::size_t r : recs) last_day[r] = d;
-    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
     for (const auto &[d, channels] : reached) {
-        // Gathered one after another (the caches and the facts table are
-        // this thread's), then merged and written on every core, as many
-        // day files at a time as there are cores: a day file depends only
-        // on its own channel and day.
+        // The day's staged recordings are decoded first, on every core; its
+        // day files are then gathered one after another (the caches and the
+        // facts table are this thread's) and merged and written on every
+        // core: a day file depends only on its own channel and day. A job
+        // collects its samples when it starts and gives them up when it
+        // ends, so only as many days of samples as there are threads are in
+        // memory at a time, however many channels a day has.
         std::vector<std::pair<std::string, const std::vector<std::size_t> *>> todo;
         std::vector<std::size_t> day_recs;
+        std::set<std::size_t> seen;
         for (const auto &[id, recs] : channels) {
             todo.emplace_back(id, &recs);
             for (std::size_t r : recs)
-                if (std::find(day_recs.begin(), day_recs.end(), r) == day_recs.end()) day_recs.push_back(r);
+                if (seen.insert(r).second) day_recs.push_back(r);
         }
         prefetch_staged(run, day_recs);
-        for (std::size_t at = 0; at < todo.size(); at += cores) {
-            std::vector<day_job> jobs;
-            for (std::size_t k = at; k < std::min(todo.size(), at + cores); ++k) {
-                day_job job = gather(run, d, todo[k].first, codes_of[todo[k].first], *todo[k].second);
-                if (!job.sources.empty()) jobs.push_back(std::move(job));
-            }
-            run_day_jobs(jobs);
-            finish_day_jobs(jobs, d, outcome);
+        std::vector<day_job> jobs;
+        for (const auto &[id, recs] : todo) {
+            day_job job = gather(run, d, id, codes_of[id], *recs);
+            if (!job.sources.empty()) jobs.push_back(std::move(job));
         }
+        run_day_jobs(jobs);
+        finish_day_jobs(jobs, d, outcome);
         for (const auto &[r, last] : last_day)
             if (last == d) m_staged.forget(run + "/" + m_accepted[r].key);
     }
@@ -1091,13 +1091,18 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     }
     outcome.conflicts = m_conflicted.size();
     write_text(dir / "refused", refused);
+    // Only once every fact is down: until then a merge that is killed is
+    // carried out again from the plan and needs the staged samples. Freeing
+    // a large file's blocks waits on the disk too: several at once.
+    std::vector<const staged_recording *> staged;
+    for (const staged_recording &rec : m_accepted) staged.push_back(&rec);
+    for (const auto &[rec, message] : m_refused) staged.push_back(&rec);
+    run_on_threads(staged.size(), DURABLE_WRITERS, [&](std::size_t k) {
+        std::error_code ignored;
+        fs::remove(dir / (staged[k]->key + ".facts"), ignored);
+        fs::remove(dir / (staged[k]->key + ".samples"), ignored);
+    });
     std::error_code ec;
-    auto remove_staged = [&](const staged_recording &rec) {
-        fs::remove(dir / (rec.key + ".facts"), ec);
-        fs::remove(dir / (rec.key + ".samples"), ec);
-    };
-    for (const staged_recording &rec : m_accepted) remove_staged(rec);
-    for (const auto &[rec, message] : m_refused) remove_staged(rec);
     fs::remove(dir / "plan", ec);
 }
 

@@ -33,6 +33,26 @@ class writer {
         }
         m_bytes[m_at++] = static_cast<char>(v);
     }
+    // n varints, the i-th being code(i), asked in order. Written through a
+    // local pointer, a chunk at a time: stores through a char pointer could
+    // be the members themselves, so per varint they would be reloaded.
+    template <class Code> void varints(std::size_t n, Code code) {
+        constexpr std::size_t CHUNK = 4096;
+        for (std::size_t i = 0; i < n;) {
+            const std::size_t end = std::min(n, i + CHUNK);
+            room((end - i) * 10);
+            char *p = m_bytes.get() + m_at;
+            for (; i < end; ++i) {
+                uint64_t v = code(i);
+                while (v >= 0x80) {
+                    *p++ = static_cast<char>(v | 0x80);
+                    v >>= 7;
+                }
+                *p++ = static_cast<char>(v);
+            }
+            m_at = static_cast<std::size_t>(p - m_bytes.get());
+        }
+    }
     void raw(const void *p, std::size_t n) {
         room(n);
         std::memcpy(m_bytes.get() + m_at, p, n);
@@ -116,7 +136,7 @@ std::string encode_staged(const staged_content &samples) {
     out.varint(samples.channels.size());
     out.varint(samples.times.size());
     time_coder times;
-    for (int64_t t : samples.times) out.varint(times.next(t));
+    out.varints(samples.times.size(), [&](std::size_t i) { return times.next(samples.times[i]); });
     for (const staged_channel &c : samples.channels) {
         out.varint(c.id.size());
         out.raw(c.id.data(), c.id.size());
@@ -125,11 +145,12 @@ std::string encode_staged(const staged_content &samples) {
         out.varint(c.values.size());
         if (ints) {
             int64_t before = 0;
-            for (double v : c.values) {
-                const auto now = static_cast<int64_t>(v);
-                out.varint(zigzag(now - before));
+            out.varints(c.values.size(), [&](std::size_t i) {
+                const auto now = static_cast<int64_t>(c.values[i]);
+                const uint64_t code = zigzag(now - before);
                 before = now;
-            }
+                return code;
+            });
         } else {
             for (double v : c.values) out.raw(&v, sizeof v);
         }
@@ -144,7 +165,7 @@ std::string encode_staged(const std::vector<double> &times, const std::vector<st
     out.varint(channels.size());
     out.varint(times.size());
     time_coder coder;
-    for (double t : times) out.varint(coder.next(std::llround(t * 1e6)));
+    out.varints(times.size(), [&](std::size_t i) { return coder.next(std::llround(times[i] * 1e6)); });
     for (const staged_source_channel &c : channels) {
         out.varint(c.id.size());
         out.raw(c.id.data(), c.id.size());
@@ -157,14 +178,17 @@ std::string encode_staged(const std::vector<double> &times, const std::vector<st
         }
         out.varint(ints ? KIND_INT : KIND_F64);
         out.varint(c.count);
-        int64_t before = 0;
-        for (std::size_t i = 0; i < c.count; ++i) {
-            const double v = static_cast<double>(c.raw[i]) * static_cast<double>(scale);
-            if (ints) {
-                const auto now = static_cast<int64_t>(v);
-                out.varint(zigzag(now - before));
+        if (ints) {
+            int64_t before = 0;
+            out.varints(c.count, [&](std::size_t i) {
+                const auto now = static_cast<int64_t>(static_cast<double>(c.raw[i]) * static_cast<double>(scale));
+                const uint64_t code = zigzag(now - before);
                 before = now;
-            } else {
+                return code;
+            });
+        } else {
+            for (std::size_t i = 0; i < c.count; ++i) {
+                const double v = static_cast<double>(c.raw[i]) * static_cast<double>(scale);
                 out.raw(&v, sizeof v);
             }
         }
