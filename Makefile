@@ -40,10 +40,11 @@ $(TSAN_BUILD)/CMakeCache.txt:
 
 # The tests that run threads, on a ThreadSanitizer build: the output file's
 # own tests, the writers, the filter over every series at once, the jobs
-# spread over threads, and the
+# spread over threads, the SDS merge (day files, staged recordings and facts
+# on several threads), and the
 # end-to-end cases whose outputs span many buffers (the whole conversion runs
 # threaded there) or whose miniSEED channels are packed on several threads.
-TSAN_UNIT_TESTS ?= *OutFile*:Writers*:FilterTogether*:OrderedBlocks*:RowsTogether*:OnThreads*
+TSAN_UNIT_TESTS ?= *OutFile*:Writers*:FilterTogether*:OrderedBlocks*:RowsTogether*:OnThreads*:SdsArchive.OneRunFilesEveryRecordingOnce:SdsArchive.StagedJobsAndOneMerge
 TSAN_E2E_CASES ?= *run_messages_in_order*:*run_write_error_before*:*vx24_default*:*cond_filter*:*layout_vxdat*:*mseed_channels_packed_together*
 test-tsan: $(TSAN_BUILD)/CMakeCache.txt
 	cmake --build $(TSAN_BUILD) -j $(JOBS) --target brantel brantel-fixture unit_tests e2e_tests
