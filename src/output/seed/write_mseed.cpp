@@ -15,10 +15,10 @@
 
 #include "mseed_records.h"
 #include "on_cores.h"
-#include "vxfil/huge_pages.h"
 #include "out_file.h"
 #include "process_exit.h"
 #include "record_numbering.h"
+#include "vxfil/huge_pages.h"
 #include "writers.h"
 
 namespace {
@@ -41,7 +41,8 @@ channel_records pack_channel(const series_t &values, const series_t &time, const
                              const std::vector<sample_range> &segments, int32_t *scratch) {
     channel_records r;
     try {
-        r.bytes.reserve(records_bound(values.size(), segments.size(), static_cast<std::size_t>(stream.record_length)));
+        r.bytes.reserve(
+            records_bound(values.size(), segments.size(), static_cast<std::size_t>(stream.record_length)));
         VxFil::advise_huge_pages(r.bytes.data(), r.bytes.capacity());
     } catch (const std::exception &) {
         // No room for the bound: the records grow as they come.
@@ -81,14 +82,16 @@ void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &da
 
     std::vector<channel_records> packed(channels.size());
     const std::size_t total = static_cast<std::size_t>(longest) * channels.size();
-    run_on_threads(channels.size(), total < THREADED_FROM ? 1 : threads_for(channels.size()), [&](std::size_t i) {
-        const std::size_t ch = channels[i];
-        const mseed_stream stream{file.network, file.stations[ch], "", file.channel, file.rate, file.record_length};
-        // Freed at once, so that the next channel's buffer is the same memory.
-        const std::unique_ptr<int32_t[]> scratch(new int32_t[static_cast<std::size_t>(longest)]);
-        VxFil::advise_huge_pages(scratch.get(), static_cast<std::size_t>(longest) * sizeof(int32_t));
-        packed[i] = pack_channel(data[ch], time, stream, file.segments, scratch.get());
-    });
+    run_on_threads(
+        channels.size(), total < THREADED_FROM ? 1 : threads_for(channels.size()), [&](std::size_t i) {
+            const std::size_t ch = channels[i];
+            const mseed_stream stream{file.network, file.stations[ch], "",
+                                      file.channel, file.rate,         file.record_length};
+            // Freed at once, so that the next channel's buffer is the same memory.
+            const std::unique_ptr<int32_t[]> scratch(new int32_t[static_cast<std::size_t>(longest)]);
+            VxFil::advise_huge_pages(scratch.get(), static_cast<std::size_t>(longest) * sizeof(int32_t));
+            packed[i] = pack_channel(data[ch], time, stream, file.segments, scratch.get());
+        });
 
     // Handed to the file record by record, as they were packed, so that the
     // buffer fills and a failing write shows up at the same places.
