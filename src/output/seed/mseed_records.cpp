@@ -105,14 +105,8 @@ mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *int
     // Two passes without early exits, so that the compiler can take many
     // values at once: first every value to an integer, then the differences.
     bool integral = true;
-    for (std::size_t i = 0; i < n; ++i) {
-        const double v = values[i];
-        const bool in_range = v >= -2147483648.0 && v <= 2147483647.0;
-        // Out of range (or NaN) converts 0 instead, so the conversion is always defined.
-        const auto x = static_cast<int32_t>(in_range ? v : 0.0);
-        integral &= in_range & (static_cast<double>(x) == v);
-        integers[i] = x;
-    }
+    for (std::size_t i = 0; i < n; ++i)
+        integral &= as_int32(values[i], integers[i]);
     if (!integral) return mseed_encoding::FLOAT64;
     bool small_differences = true;
     for (std::size_t i = 1; i < n; ++i)

@@ -16,13 +16,14 @@ enum class mseed_encoding {
     FLOAT64, // anything else
 };
 
-// The value as a 32-bit integer, when it is one. Inline: it is asked of
-// every sample of a day file.
+// The value as a 32-bit integer, when it is one (`out` is then that integer;
+// otherwise it holds no meaning). Inline and without branches: it is asked of
+// every sample, and loops over many values can take several at once.
 inline bool as_int32(double v, int32_t &out) {
-    // The range test comes first, so that the conversion is always defined.
-    if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
-    out = static_cast<int32_t>(v);
-    return static_cast<double>(out) == v;
+    const bool in_range = v >= -2147483648.0 && v <= 2147483647.0;
+    // Out of range (or NaN) converts 0 instead, so that the conversion is always defined.
+    out = static_cast<int32_t>(in_range ? v : 0.0);
+    return in_range & (static_cast<double>(out) == v);
 }
 
 // Whether a difference of neighbours fits the 30 bits that Steim-2 stores.

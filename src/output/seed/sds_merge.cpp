@@ -233,6 +233,8 @@ class merger {
     void execute(const std::string &run, merge_outcome &outcome);
     void finalize(const std::string &run, merge_outcome &outcome);
 
+    // A staged recording's name in the cache.
+    static std::string staged_cache_key(const std::string &run, const std::string &key) { return run + "/" + key; }
     std::shared_ptr<const staged_view> staged_samples(const std::string &run, const staged_recording &rec);
     // Decodes the staged files of these accepted recordings that are not in
     // the cache, on every core, and puts them there. One that cannot be read
@@ -450,9 +452,8 @@ std::vector<staged_recording> merger::staged_of(const std::string &run) {
 }
 
 std::shared_ptr<const staged_view> merger::staged_samples(const std::string &run, const staged_recording &rec) {
-    const std::string cache_key = run + "/" + rec.key;
-    if (auto *found = m_staged.find(cache_key)) return *found;
-    const fs::path path = staging_dir(m_top, run) / (rec.key + ".samples");
+    if (auto *found = m_staged.find(staged_cache_key(run, rec.key))) return *found;
+    const fs::path path = staged_samples_path(m_top, run, rec.key);
     staged_content staged;
     std::string why;
     if (!decode_staged(read_text(path), staged, why))
@@ -476,18 +477,18 @@ std::shared_ptr<const staged_view> merger::make_view(const std::string &run, con
         view->channels[values.id] = {std::move(values.values), m_facts.id_of({c->rate, c->volts_per_count, c->gain})};
     }
     // Counted in samples of the merge's lists: a third of a time and a value each.
-    return m_staged.put(run + "/" + rec.key, std::move(view), total / 3);
+    return m_staged.put(staged_cache_key(run, rec.key), std::move(view), total / 3);
 }
 
 void merger::prefetch_staged(const std::string &run, const std::vector<std::size_t> &recs) {
     std::vector<std::size_t> missing;
     for (std::size_t r : recs)
-        if (m_staged.find(run + "/" + m_accepted[r].key) == nullptr) missing.push_back(r);
+        if (m_staged.find(staged_cache_key(run, m_accepted[r].key)) == nullptr) missing.push_back(r);
     if (missing.size() < 2) return; // nothing to share out
     std::vector<staged_content> decoded(missing.size());
     std::vector<char> ok(missing.size(), 0);
     run_on_threads(missing.size(), threads_for(missing.size()), [&](std::size_t k) {
-        const fs::path path = staging_dir(m_top, run) / (m_accepted[missing[k]].key + ".samples");
+        const fs::path path = staged_samples_path(m_top, run, m_accepted[missing[k]].key);
         std::string why;
         try {
             ok[k] = decode_staged(read_text(path), decoded[k], why);
@@ -500,7 +501,7 @@ void merger::prefetch_staged(const std::string &run, const std::vector<std::size
     for (std::size_t k = 0; k < missing.size() && ok[k]; ++k) {
         const staged_recording &rec = m_accepted[missing[k]];
         try {
-            make_view(run, rec, std::move(decoded[k]), staging_dir(m_top, run) / (rec.key + ".samples"));
+            make_view(run, rec, std::move(decoded[k]), staged_samples_path(m_top, run, rec.key));
         } catch (const std::exception &) {
             break;
         }
@@ -633,7 +634,7 @@ sample_list merger::day_stretch(const channel_codes &codes, int64_t d, int64_t f
 bool merger::staged_copy_whole(const std::string &run, const staged_recording &rec) {
     bool missing = false;
     try {
-        const std::string bytes = read_text(staging_dir(m_top, run) / (rec.key + ".samples"), &missing);
+        const std::string bytes = read_text(staged_samples_path(m_top, run, rec.key), &missing);
         return !missing && hex64(content_hash(bytes.data(), bytes.size())) == rec.facts.check;
     } catch (const std::exception &) {
         return false;
@@ -942,7 +943,7 @@ void merger::execute(const std::string &run, merge_outcome &outcome) {
         run_day_jobs(jobs);
         finish_day_jobs(jobs, d, outcome);
         for (const auto &[r, last] : last_day)
-            if (last == d) m_staged.forget(run + "/" + m_accepted[r].key);
+            if (last == d) m_staged.forget(staged_cache_key(run, m_accepted[r].key));
     }
     outcome.channels = m_written_channels.size();
 }
@@ -1100,7 +1101,7 @@ void merger::finalize(const std::string &run, merge_outcome &outcome) {
     run_on_threads(staged.size(), DURABLE_WRITERS, [&](std::size_t k) {
         std::error_code ignored;
         fs::remove(dir / (staged[k]->key + ".facts"), ignored);
-        fs::remove(dir / (staged[k]->key + ".samples"), ignored);
+        fs::remove(staged_samples_path(m_top, run, staged[k]->key), ignored);
     });
     std::error_code ec;
     fs::remove(dir / "plan", ec);

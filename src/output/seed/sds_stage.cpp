@@ -35,6 +35,10 @@ fs::path staging_dir(const fs::path &top, const std::string &run) {
     return book_of(top) / "staging" / run;
 }
 
+fs::path staged_samples_path(const fs::path &top, const std::string &run, const std::string &key) {
+    return staging_dir(top, run) / (key + ".samples");
+}
+
 void stage_recording(const fs::path &top, const std::string &run, const fs::path &path,
                      const conversion_request &request) {
     std::unique_ptr<VxFil::Vxfil_Base> rec = open_recording(path);
@@ -58,7 +62,7 @@ void stage_recording(const fs::path &top, const std::string &run, const fs::path
     // is incomplete and the merge passes it over.
     const std::string bytes = encode_staged(times, staged, request.scale);
     facts.check = hex64(content_hash(bytes.data(), bytes.size()));
-    const fs::path samples_path = dir / (key + ".samples");
+    const fs::path samples_path = staged_samples_path(top, run, key);
     AtomicFile file;
     if (!file.open(samples_path) || !file.write(bytes.data(), bytes.size()) || !file.commit())
         exit_with_line("Error: can't write file " + quoted(samples_path) + ": " + std::strerror(errno) + "\n");

@@ -21,6 +21,8 @@ struct conversion_request {
 };
 
 fs::path staging_dir(const fs::path &top, const std::string &run);
+// KEY.samples of a recording staged for `run`.
+fs::path staged_samples_path(const fs::path &top, const std::string &run, const std::string &key);
 
 // Reads the recording at `path` and stages it for `run`. A recording that
 // cannot be converted ends through the tool's usual messages and process end
