@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <exception>
 #include <cerrno>
 #include <string>
 
@@ -21,21 +22,8 @@ constexpr int MAX_LINKS = 40;
 
 std::atomic<unsigned> next_serial{0};
 
-// Writeback is started in stretches of this size.
-constexpr std::size_t WRITEBACK_STRETCH = std::size_t{4} << 20;
-
-// Starts writing [from, to) of the file to the disk without waiting. A file
-// system that cannot is left to the fsync of commit(), which reports any
-// error of the writeback.
-void start_writeback(int fd, std::size_t from, std::size_t to) {
-#ifdef SYNC_FILE_RANGE_WRITE
-    ::sync_file_range(fd, static_cast<off_t>(from), static_cast<off_t>(to - from), SYNC_FILE_RANGE_WRITE);
-#else
-    (void)fd;
-    (void)from;
-    (void)to;
-#endif
-}
+// A file is synced in stretches of this size while it is written.
+constexpr std::size_t SYNC_STRETCH = std::size_t{4} << 20;
 
 int close_keeping_errno(int fd) {
     const int saved = errno;
@@ -79,7 +67,7 @@ bool AtomicFile::open(const fs::path &final_path) {
         return m_fd >= 0;
     }
     m_written = 0;
-    m_started = 0;
+    m_synced = 0;
     m_temp = temporary_name(m_target, static_cast<long>(::getpid()), next_serial++);
     // Entered before it exists, so that no signal can leave it behind.
     m_entry = enter_temporary(m_temp.c_str());
@@ -108,11 +96,29 @@ bool AtomicFile::write(const void *bytes, std::size_t n) {
         n -= static_cast<std::size_t>(w);
         m_written += static_cast<std::size_t>(w);
     }
-    if (!m_direct && m_written - m_started >= WRITEBACK_STRETCH) {
-        start_writeback(m_fd, m_started, m_written);
-        m_started = m_written;
+    if (!m_direct && m_written - m_synced >= SYNC_STRETCH) {
+        m_synced = m_written;
+        start_sync();
     }
     return true;
+}
+
+void AtomicFile::start_sync() {
+    if (!m_sync) {
+        try {
+            m_sync = std::make_unique<StretchSync>(m_fd);
+        } catch (const std::exception &) {
+            return; // no thread to be had: the final fsync does it all
+        }
+    }
+    m_sync->more_written();
+}
+
+int AtomicFile::end_sync() noexcept {
+    if (!m_sync) return 0;
+    const int error = m_sync->finish();
+    m_sync.reset();
+    return error;
 }
 
 bool AtomicFile::commit() {
@@ -121,6 +127,13 @@ bool AtomicFile::commit() {
     if (m_direct) {
         m_fd = -1;
         return ::close(fd) == 0;
+    }
+    // A sync along the way that failed fails the file, even if the kernel
+    // has forgotten the error by the final fsync.
+    if (const int error = end_sync(); error != 0) {
+        abort();
+        errno = error;
+        return false;
     }
     if (::fsync(fd) != 0 && errno != EINVAL) {
         abort();
@@ -143,6 +156,7 @@ bool AtomicFile::commit() {
 void AtomicFile::abort() noexcept {
     if (m_fd < 0) return;
     const int saved = errno;
+    end_sync(); // the sync thread's descriptor must stay open until it has ended
     close_keeping_errno(m_fd);
     m_fd = -1;
     if (!m_direct) {

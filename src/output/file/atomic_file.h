@@ -18,14 +18,17 @@
 // /dev/full or /dev/stdout, a FIFO) is written directly, so that its write
 // errors are still reported.
 //
-// While a temporary file is written, the kernel is asked to start writing
-// each finished stretch of a few MiB to the disk at once (sync_file_range,
-// without waiting), so that the disk works while the rest is still being
-// produced and the fsync of commit() finds little left to do.
+// While a temporary file is written, each further stretch of a few MiB is
+// synced on a thread of its own (StretchSync), so that the disk works while
+// the rest is still being produced and the fsync of commit() finds little
+// left to do.
 #pragma once
 
 #include <cstddef>
 #include <filesystem>
+#include <memory>
+
+#include "stretch_sync.h"
 
 // Start of every temporary file name; a killed run can leave such files, and
 // anything may remove them once no run is writing.
@@ -56,13 +59,19 @@ class AtomicFile {
     const std::filesystem::path &temporary_path() const { return m_temp; }
 
   private:
+    // Hands the stretch written so far to the sync thread, started at the first.
+    void start_sync();
+    // Ends the sync thread; the first error of its syncs, or 0.
+    int end_sync() noexcept;
+
     int m_fd = -1;
     int m_entry = -1;               // entry in the registry of live temporary files
     std::size_t m_written = 0;      // bytes written so far
-    std::size_t m_started = 0;      // bytes whose writeback has been started
+    std::size_t m_synced = 0;       // bytes handed to the sync thread
     bool m_direct = false;          // writing straight into an existing non-regular file
     std::filesystem::path m_target; // the file the rename replaces
     std::filesystem::path m_temp;
+    std::unique_ptr<StretchSync> m_sync;
 };
 
 // The file that writing `path` replaces: `path` itself, or the end of its
