@@ -24,19 +24,38 @@ bool names_a_pipe(const char *path) {
     return ::stat(path, &sb) == 0 && (S_ISFIFO(sb.st_mode) || S_ISSOCK(sb.st_mode));
 }
 
-Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy) {
+namespace {
+
+// The reader the first bytes of path call for; false when it cannot be opened.
+bool probe_path(const char *path, probe_kind &kind) {
     unsigned char buf[probe_buffer_size];
     size_t n = 0;
     {
         std::unique_ptr<std::FILE, file_closer> f(std::fopen(path, "rb"));
-        if (!f) return nullptr;
+        if (!f) return false;
         // Five bytes first: a vx24 file is known by its magic, and nothing more
         // is read from it here.
         n = std::fread(buf, 1, 5, f.get());
         if (n == 5 && !(buf[0] == 'v' && buf[1] == 'x' && buf[2] == '2' && buf[3] == '4'))
             n += std::fread(buf + 5, 1, probe_buffer_size - 5, f.get());
     }
-    switch (probe_format(buf, n)) {
+    kind = probe_format(buf, n);
+    return true;
+}
+
+} // namespace
+
+bool regular_vx24_file(const char *path) {
+    struct stat sb {};
+    if (::stat(path, &sb) != 0 || !S_ISREG(sb.st_mode) || sb.st_size <= 0) return false;
+    probe_kind kind = probe_kind::NONE;
+    return probe_path(path, kind) && kind == probe_kind::VX24;
+}
+
+Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy) {
+    probe_kind kind = probe_kind::NONE;
+    if (!probe_path(path, kind)) return nullptr;
+    switch (kind) {
     case probe_kind::NONE:
         return nullptr;
     case probe_kind::VX24:

@@ -145,6 +145,10 @@ VXFIL24::VXFIL24(uint64_t size, const vx24_read_fn &read, const char *name, size
     read_pieces(size, read, piece_bytes);
 }
 
+VXFIL24::VXFIL24(const vx24_layout &layout, const char *name) : Vxfil_Base(name) {
+    lay_out(vx24_layout(layout), false);
+}
+
 namespace {
 
 // Spreads interleaved values over the channels in turn, as they come: the
@@ -196,8 +200,9 @@ class frame_splitter {
 } // namespace
 
 // Takes the header and channels of the layout, and makes room for the values
-// that the file's size promises; the time sequence is written out whole.
-void VXFIL24::lay_out(vx24_layout &&layout) {
+// that the file's size promises (unless they stay in the file); the time
+// sequence is written out whole.
+void VXFIL24::lay_out(vx24_layout &&layout, bool room_for_samples) {
     m_header = layout.header;
     m_channels = std::move(layout.channels);
     const size_t n_channels = m_channels.size();
@@ -211,6 +216,7 @@ void VXFIL24::lay_out(vx24_layout &&layout) {
     const double f = m_header.common.m_sample_freq_hz;
     for (uint64_t i = 0; i < per_channel; ++i)
         m_time.push_back(static_cast<double>(i) / f + t0);
+    if (!room_for_samples) return;
     for (size_t k = 0; k < n_channels; ++k)
         reserve_huge(m_data[k], per_channel + (k < layout.left_over ? 1 : 0));
 }

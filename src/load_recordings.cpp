@@ -21,6 +21,8 @@
 #include "open_recording.h"
 #include "recording_description.h"
 #include "vxfil/vxdetect.h"
+#include "vxfil/vx24_frames.h"
+#include "vxfil/vxfil24.h"
 #include "process_exit.h"
 #include "on_cores.h"
 
@@ -93,6 +95,26 @@ void append_channels(VxFil::Vxfil_Base& rec) {
                    });
 }
 
+// One vx24 file written to four columns with its samples as they are needs
+// no series of its samples: each stretch of rows reads its frames from the
+// file as it is written, so that a day's file never fills some 60 MB of
+// fresh memory before its first row (see vx24_frames). Whatever looks at
+// whole series first (offset removal, scaling, resampling, filtering, a
+// picture, the facts of a recording, the other layouts) reads the file
+// into the series as before.
+bool samples_read_in_place(const std::vector<std::filesystem::path>& names) {
+    return names.size() == 1 && output_type == OT_FOURCOLUMNS && !remove_offset && global_scale == 1 &&
+           upsample == 0 && !need_filter && !plot && facts_directory == nullptr && catalog_directory == nullptr &&
+           !VxFil::names_a_pipe(names.front().c_str()) && VxFil::regular_vx24_file(names.front().c_str());
+}
+
+// The recording without its samples, which st.frames then reads in place.
+std::unique_ptr<VxFil::Vxfil_Base> open_in_place(const std::filesystem::path& path, run_state& st) {
+    auto frames = std::make_shared<const VxFil::vx24_frames>(path.c_str());
+    st.frames = frames;
+    return std::make_unique<VxFil::VXFIL24>(frames->layout(), path.c_str());
+}
+
 void remember_input(const std::filesystem::path& path, run_state& st) {
     struct stat sb {};
     if (::stat(path.c_str(), &sb) == 0) st.inputs.emplace_back(sb.st_dev, sb.st_ino);
@@ -104,10 +126,11 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
     // One file: its time axis is taken over whole, not copied. Several:
     // every series reserves the room of all of them at once.
     const std::size_t planned = names.size() > 1 ? planned_samples(names) : 0;
+    const bool in_place = samples_read_in_place(names);
     VxFil::reserve_huge(time_array, MAXSIZE);
     reserve_planned(time_array, planned);
     for (const std::filesystem::path& path : names) {
-        std::unique_ptr<VxFil::Vxfil_Base> rec = open_recording(path);
+        std::unique_ptr<VxFil::Vxfil_Base> rec = in_place ? open_in_place(path, st) : open_recording(path);
         if (!rec) exit_with_line("Can't open " + path.string() + "\n");
         remember_input(path, st);
         const std::vector<double>& times = rec->m_time;
@@ -125,8 +148,9 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
                              static_cast<int64_t>(rec->m_header.common.m_seconds)
                       << " seconds\n";
             if (data.size() < num_channels) data.resize(num_channels);
-            for (series_t& s : data)
-                reserve_planned(s, std::max<std::size_t>(MAXSIZE, planned));
+            if (!in_place)
+                for (series_t& s : data)
+                    reserve_planned(s, std::max<std::size_t>(MAXSIZE, planned));
         } else {
             if (num_channels > data.size())
                 exit_with_line("Error: " + quoted(path) + " has " + std::to_string(num_channels) +

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,7 @@
 #include "series.h"
 #include "sds_index.h"
 #include "settings.h"
+#include "vxfil/vx24_frames.h"
 
 struct run_state {
     double freq = -1.0;       // sample rate of the first file (per second, or per minute)
@@ -30,6 +32,10 @@ struct run_state {
     // With --facts or --catalog: the facts of every recording of the run, kept once its
     // outputs are written.
     std::vector<sds::recording_facts> facts;
+    // The samples of a run whose four-column rows are read from the one vx24
+    // input as they are written (see load_recordings.cpp); the channel series
+    // then stay empty. Null when the samples are in the series.
+    std::shared_ptr<const VxFil::vx24_frames> frames;
 };
 
 // Reads every named recording and appends it to data and time_array.

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -104,12 +105,20 @@ column_args column_args_of(const window_request &w) {
     return {snippet_length, time_array[w.start_i], w.st.freq, no_comment ? nullptr : w.st.comment};
 }
 
-// A layout of one file per window written by one of the all-channel writers.
-template <auto writer> std::vector<write_job> one_file(const window_request &w, const std::string &ext) {
+// A layout of one file per window: write(path, start_i, args) fills it.
+template <class Write>
+std::vector<write_job> one_file_by(const window_request &w, const std::string &ext, Write write) {
     const column_args a = column_args_of(w);
     const long start_i = w.start_i;
     fs::path p = output_name(w.first, ext + w.suffix);
-    return {{p, [=] { writer(p, time_array, data, start_i, a.len, a.stm, a.freq, a.comment); }}};
+    return {{p, [=] { write(p, start_i, a); }}};
+}
+
+// A layout of one file per window written by one of the all-channel writers.
+template <auto writer> std::vector<write_job> one_file(const window_request &w, const std::string &ext) {
+    return one_file_by(w, ext, [](const fs::path &p, long start_i, const column_args &a) {
+        writer(p, time_array, data, start_i, a.len, a.stm, a.freq, a.comment);
+    });
 }
 
 std::vector<write_job> per_channel_jobs(const window_request &w) {
@@ -134,7 +143,12 @@ std::vector<write_job> one_column_jobs(const window_request &w) {
 }
 
 std::vector<write_job> four_column_jobs(const window_request &w) {
-    return one_file<write_all>(w, "tm4");
+    if (!w.st.frames) return one_file<write_all>(w, "tm4");
+    // The samples are read from the input as the rows are written.
+    std::shared_ptr<const VxFil::vx24_frames> frames = w.st.frames;
+    return one_file_by(w, "tm4", [frames](const fs::path &p, long start_i, const column_args &a) {
+        write_all_in_place(p, time_array, *frames, start_i, a.len, a.stm, a.freq, a.comment);
+    });
 }
 
 // Deliberately the same extension as the four-column layout.
@@ -288,7 +302,8 @@ void write_outputs(const std::vector<fs::path> &names, const run_state &st, long
         }
     }
     refuse_outputs_over_inputs(plan, st);
-    if (chosen->reads_channel_series && !plan.empty())
+    // Samples read in place cover the whole time axis.
+    if (chosen->reads_channel_series && !plan.empty() && !st.frames)
         check_series_length(first, plan.back().start_i + snippet_length);
 
     for (const window_plan &w : plan) {

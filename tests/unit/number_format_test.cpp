@@ -174,6 +174,28 @@ TEST(NumberFormat, FixedTiesRoundToEvenLikePrintf) {
     EXPECT_EQ(mine_fixed(-0.0, 3), "-0.000");
 }
 
+// Up to four decimals the digits are worked out in 64 bits: every binary
+// exponent, random mantissas, and the halves that round to even, where
+// (2i + 1) / 2^(p + 1) lies exactly between two numbers of p decimals.
+TEST(NumberFormat, FixedUpToFourDecimalsAtEveryExponent) {
+    std::mt19937_64 rng(4);
+    for (int e = -1074; e <= 80; ++e) {
+        for (int round = 0; round < 6; ++round) {
+            const double m = static_cast<double>((rng() >> 11) | (std::uint64_t{1} << 52));
+            const double v = std::ldexp(m, e - 52) * ((rng() & 1) != 0 ? -1.0 : 1.0);
+            for (int p = 0; p <= 4; ++p)
+                ASSERT_EQ(mine_fixed(v, p), ref("%-.*f", p, v)) << std::hexfloat << v << " p=" << p;
+        }
+    }
+    for (int p = 0; p <= 4; ++p)
+        for (std::int64_t i = 0; i < 5000; ++i) {
+            const double tie = std::ldexp(static_cast<double>(2 * i + 1), -(p + 1));
+            ASSERT_EQ(mine_fixed(tie, p), ref("%-.*f", p, tie)) << std::hexfloat << tie << " p=" << p;
+            const double big = tie + 1500000000.0;
+            ASSERT_EQ(mine_fixed(big, p), ref("%-.*f", p, big)) << std::hexfloat << big << " p=" << p;
+        }
+}
+
 TEST(NumberFormat, FixedRandomValues) {
     std::mt19937_64 prng(7);
     std::uniform_int_distribution<int> precision(-2, 22);
@@ -213,6 +235,32 @@ TEST(NumberFormat, TrimmedEdgeAndRandom) {
         ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v;
     for_random_values(
         [](double v) { ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v; });
+}
+
+// A count read straight from a recording prints as the trimmed form of the
+// same count as a double: every edge, every count near a power of ten, and
+// random counts of every size.
+TEST(NumberFormat, CountIsTheTrimmedFormOfTheCount) {
+    auto count_text = [](std::int32_t v) {
+        char buf[SHORT_TEXT_MAX];
+        return std::string(buf, format_count(buf, v));
+    };
+    std::vector<std::int32_t> counts = {0, 1, -1, 9, -9, 10, -10, INT32_MAX, INT32_MIN, INT32_MIN + 1, INT32_MAX - 1};
+    for (std::int64_t p = 10; p <= 1000000000; p *= 10)
+        for (std::int64_t d = -2; d <= 2; ++d) {
+            counts.push_back(static_cast<std::int32_t>(p + d));
+            counts.push_back(static_cast<std::int32_t>(-(p + d)));
+        }
+    std::mt19937_64 rng(29);
+    for (int i = 0; i < 200000; ++i) {
+        const int bits = static_cast<int>(rng() % 32);
+        const auto magnitude = static_cast<std::int64_t>(rng() & ((std::uint64_t{1} << bits) - 1));
+        counts.push_back(static_cast<std::int32_t>((rng() & 1) != 0 ? -magnitude : magnitude));
+    }
+    for (std::int32_t v : counts) {
+        ASSERT_EQ(count_text(v), ref_trimmed(static_cast<double>(v))) << v;
+        ASSERT_EQ(count_text(v), mine(format_trimmed, static_cast<double>(v))) << v;
+    }
 }
 
 TEST(NumberFormat, TrimmedExamples) {

@@ -7,8 +7,8 @@
 
 #include <cerrno>
 #include <chrono>
-#include <thread>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -95,7 +95,8 @@ TEST(AtomicFile, ALongFileAbortedWhileSyncingLeavesNothing) {
         AtomicFile f;
         ASSERT_TRUE(f.open(d.file("long")));
         const std::string piece(std::size_t{1} << 20, 'x');
-        for (int i = 0; i < 9; ++i) ASSERT_TRUE(f.write(piece.data(), piece.size()));
+        for (int i = 0; i < 9; ++i)
+            ASSERT_TRUE(f.write(piece.data(), piece.size()));
         f.abort();
     }
     EXPECT_FALSE(std::filesystem::exists(d.file("long")));

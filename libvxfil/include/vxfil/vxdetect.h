@@ -12,6 +12,10 @@ namespace VxFil {
 // their initial base time. legacy applies to comment-headed recordings only.
 Vxfil_Base *vxdetect(const char *path, double frequency, const legacy_options &legacy = {});
 
+// Whether vxdetect would read path with the vx24 reader as a regular file
+// that is not empty: the file whose samples vx24_frames can read in place.
+bool regular_vx24_file(const char *path);
+
 // Whether path names a pipe (or a socket). No recording is read from one:
 // the probe takes its first bytes and the reader would open it again without
 // them, and opening one waits for a writer.

@@ -54,12 +54,17 @@ class VXFIL24 : public Vxfil_Base {
     // ends early is taken as the bytes it had. Same results and failures as
     // parsing those bytes in memory.
     VXFIL24(uint64_t size, const vx24_read_fn &read, const char *name, size_t piece_bytes = vx24_piece_bytes);
+    // Everything of a file but its samples, from its layout: the header, the
+    // channel records and the time sequence; the channels' sample sequences
+    // stay empty (vx24_frames reads them where they lie). name is only used
+    // in messages.
+    VXFIL24(const vx24_layout &layout, const char *name);
     ORIGIN get_origin() const override { return ORIGIN_VX24; }
 
   private:
     void parse(const unsigned char *bytes, size_t size);
     void read_pieces(uint64_t size, const vx24_read_fn &read, size_t piece_bytes);
-    void lay_out(vx24_layout &&layout);
+    void lay_out(vx24_layout &&layout, bool room_for_samples = true);
 };
 
 } // namespace VxFil

@@ -6,7 +6,9 @@
 
 StretchSync::StretchSync(int fd) : m_fd(fd), m_thread(&StretchSync::run, this) {}
 
-StretchSync::~StretchSync() { finish(); }
+StretchSync::~StretchSync() {
+    finish();
+}
 
 void StretchSync::more_written() {
     {

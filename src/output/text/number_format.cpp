@@ -168,6 +168,19 @@ bool scaled_exact(double value, int precision, uint128 &q) {
     if (e >= 0) {
         if (e > 11) return false; // m << e would not fit in 64 bits
         q = static_cast<uint128>(m << e) * POW10[precision];
+    } else if (precision <= 4 && -e - precision >= 1 && -e - precision <= 63) {
+        // Up to four decimals (times of day, say), in 64 bits: 10^p is
+        // 5^p * 2^p, and m * 5^p < 2^53 * 625 < 2^63, so m * 10^p * 2^e is
+        // m * 5^p shifted right by -e - p, the very number that the 128-bit
+        // path below rounds, rounded the same way.
+        constexpr std::uint64_t POW5[5] = {1, 5, 25, 125, 625};
+        const std::uint64_t prod = m * POW5[precision];
+        const int s = -e - precision;
+        std::uint64_t whole = prod >> s;
+        const std::uint64_t rem = prod & ((std::uint64_t{1} << s) - 1);
+        const std::uint64_t half = std::uint64_t{1} << (s - 1);
+        if (rem > half || (rem == half && (whole & 1) != 0)) ++whole;
+        q = whole;
     } else {
         uint128 prod = static_cast<uint128>(m) * POW10[precision]; // < 2^117
         int s = -e;
@@ -320,6 +333,32 @@ char *format_trimmed(char *out, double value) {
         --end;
     if (end > out && end[-1] == '.') --end;
     return end;
+}
+
+char *format_count(char *out, std::int32_t value) {
+    // The sign is written always and kept only for a negative count: counts
+    // swing about zero, and a branch on the sign would be mispredicted half
+    // the time. The magnitude is taken in 64 bits so that the most negative
+    // count has one too.
+    const bool negative = value < 0;
+    const auto magnitude = static_cast<std::uint64_t>(negative ? -static_cast<std::int64_t>(value) : value);
+    *out = '-';
+    out += negative;
+    if constexpr (std::endian::native == std::endian::little) {
+        if (magnitude < 10000) {
+            // Below 10^4, the usual case: the four digits with their leading
+            // zeros as one 32-bit word, shifted so that the leading zeros
+            // fall off the front, stored whole; only the digits count.
+            std::uint16_t high, low;
+            std::memcpy(&high, DIGIT_PAIRS + 2 * (magnitude / 100), 2);
+            std::memcpy(&low, DIGIT_PAIRS + 2 * (magnitude % 100), 2);
+            const int digits = 1 + (magnitude >= 10) + (magnitude >= 100) + (magnitude >= 1000);
+            const std::uint32_t word = (high | static_cast<std::uint32_t>(low) << 16) >> (8 * (4 - digits));
+            std::memcpy(out, &word, 4);
+            return out + digits;
+        }
+    }
+    return write_u64(out, magnitude);
 }
 
 int fput_double(double number, FILE *f) {

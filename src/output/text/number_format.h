@@ -41,6 +41,12 @@ char* format_ld(char* out, long value);
 // The whole text is kept, however long the integer part is.
 char* format_trimmed(char* out, double value);
 
+// The trimmed form of a whole count, as format_trimmed prints the same count
+// as a double: its digits, after "-" when it is negative (a count has no
+// negative zero). Room: SHORT_TEXT_MAX (bytes after the returned end may be
+// written too).
+char* format_count(char* out, std::int32_t value);
+
 // Writes the trimmed form of `number` to `f`; returns what fputs returns.
 int fput_double(double number, FILE* f);
 

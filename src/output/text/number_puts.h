@@ -4,6 +4,8 @@
 // the output file and the blocks formatted on other threads share these.
 #pragma once
 
+#include <cstddef>
+
 #include "number_format.h"
 
 template <class Sink> class NumberPuts {
@@ -23,6 +25,13 @@ template <class Sink> class NumberPuts {
     void put_ld(long value) { sink().commit(format_ld(sink().reserve(SHORT_TEXT_MAX), value)); } // "%ld"
     void put_trimmed(double value) { // "%lf" without trailing zeros
         sink().commit(format_trimmed(sink().reserve(FIXED6_TEXT_MAX), value));
+    }
+    // A stretch of text written at once: fill(p) writes at most `most` bytes
+    // from p and returns their end. Text written through one local pointer
+    // lets the compiler keep the pointer in a register, where every put_
+    // call stores it back (a char store may alias anything).
+    template <class Fill> void put_formatted(std::size_t most, const Fill& fill) {
+        sink().commit(fill(sink().reserve(most)));
     }
 
   private:

@@ -1,0 +1,235 @@
+// The samples of a vx24 file read in place, a stretch of frames at a time,
+// are the samples the reader of the whole file gives; a damaged file fails
+// with the same message; a file that becomes shorter while it is converted
+// is named. The four-column conversion that reads its rows in place writes
+// the very bytes and messages of the conversion through the series.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "child_process.h"
+#include "fixture_registry.h"
+#include "temp_dir.h"
+#include "throwing_fatal.h"
+#include "vx24_fixture.h"
+#include "vxfil/fatal.h"
+#include "vxfil/vx24_frames.h"
+#include "vxfil/vxdetect.h"
+#include "vxfil/vxfil24.h"
+
+using namespace VxFil;
+using fixtures::make_vx24;
+using fixtures::vx24_params;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What opening a file gives: "ok", or the failure as the reader words it.
+std::string failure_of(const std::function<void()> &open) {
+    throwing_fatal fatal;
+    try {
+        open();
+        return "ok";
+    } catch (const std::runtime_error &e) {
+        return std::string("error:") + e.what();
+    } catch (const fatal_exit_called &e) {
+        return "fatal:" + std::to_string(e.status);
+    }
+}
+
+vx24_params random_params(std::mt19937 &rng) {
+    vx24_params s;
+    s.version = static_cast<int>(rng() % 3);
+    s.channels = 1 + static_cast<int>(rng() % 6);
+    s.samples = rng() % 50000;
+    s.extra_values = rng() % static_cast<uint64_t>(s.channels);
+    s.extra_bytes = rng() % 4;
+    s.rate = 1.0 + static_cast<double>(rng() % 200);
+    s.nanoseconds = static_cast<uint32_t>(rng() % 1000000000);
+    s.wave.wave = "noise";
+    return s;
+}
+
+} // namespace
+
+TEST(Vx24Frames, EveryFrameIsTheWholeReadersSamples) {
+    temp_dir d;
+    std::mt19937 rng(29);
+    for (int round = 0; round < 40; ++round) {
+        const vx24_params s = random_params(rng);
+        const std::string path = d.file("r.vx24").string();
+        fixtures::write_file(path, make_vx24(s));
+        const VXFIL24 whole(path.c_str());
+        const vx24_frames frames(path.c_str());
+        ASSERT_EQ(frames.frames(), whole.get_time().size()) << round;
+        ASSERT_EQ(frames.channels(), whole.m_data.size()) << round;
+
+        // Everything but the samples, from the layout alone.
+        const VXFIL24 bare(frames.layout(), path.c_str());
+        EXPECT_EQ(std::memcmp(&bare.m_header, &whole.m_header, sizeof bare.m_header), 0) << round;
+        ASSERT_EQ(bare.m_channels.size(), whole.m_channels.size());
+        for (size_t c = 0; c < bare.m_channels.size(); ++c)
+            EXPECT_EQ(std::memcmp(&bare.m_channels[c], &whole.m_channels[c], sizeof(vx_channel)), 0);
+        ASSERT_EQ(bare.get_time().size(), whole.get_time().size());
+        EXPECT_EQ(std::memcmp(bare.get_time().data(), whole.get_time().data(),
+                              whole.get_time().size() * sizeof(double)),
+                  0)
+            << round;
+        ASSERT_EQ(bare.m_data.size(), whole.m_data.size());
+        for (const data_channel_type &channel : bare.m_data)
+            EXPECT_TRUE(channel.empty());
+
+        // Stretches of random lengths from random places.
+        for (int pick = 0; pick < 20 && frames.frames() > 0; ++pick) {
+            const uint64_t first = rng() % frames.frames();
+            const size_t count = 1 + static_cast<size_t>(rng() % (frames.frames() - first));
+            std::vector<int32_t> got(count * frames.channels());
+            frames.read(first, count, got.data());
+            for (size_t k = 0; k < count; ++k)
+                for (size_t c = 0; c < frames.channels(); ++c)
+                    ASSERT_EQ(got[k * frames.channels() + c], whole.m_data[c][first + k])
+                        << "round " << round << " frame " << first + k << " channel " << c;
+        }
+    }
+}
+
+TEST(Vx24Frames, DamagedFilesFailAsTheWholeReaderFails) {
+    temp_dir d;
+    const std::string path = d.file("r.vx24").string();
+    vx24_params s;
+    s.samples = 10;
+    const std::string good = make_vx24(s);
+    std::vector<std::string> damaged;
+    damaged.push_back(good.substr(0, 20)); // the header cut short
+    damaged.push_back(good.substr(0, 40)); // no channel records
+    std::string bad_chns = good;
+    bad_chns[36] = 'x';
+    damaged.push_back(bad_chns);
+    std::string bad_chan = good;
+    bad_chan[44] = 'x';
+    damaged.push_back(bad_chan);
+    std::string bad_data = good;
+    bad_data[fixtures::vx24_data_offset(1, 3) - 8] = 'x';
+    damaged.push_back(bad_data);
+    std::string version9 = good;
+    version9[4] = 9;
+    damaged.push_back(version9);
+    vx24_params none = s;
+    none.channels = 0;
+    damaged.push_back(make_vx24(none));
+    for (size_t i = 0; i < damaged.size(); ++i) {
+        fixtures::write_file(path, damaged[i]);
+        const std::string whole = failure_of([&] { VXFIL24 v(path.c_str()); });
+        EXPECT_NE(whole, "ok") << i;
+        EXPECT_EQ(failure_of([&] { vx24_frames f(path.c_str()); }), whole) << i;
+    }
+    EXPECT_EQ(failure_of([&] { vx24_frames f(d.file("missing.vx24").c_str()); }),
+              failure_of([&] { VXFIL24 v(d.file("missing.vx24").c_str()); }));
+}
+
+TEST(Vx24Frames, AFileThatBecameShorterIsNamed) {
+    temp_dir d;
+    const std::string path = d.file("r.vx24").string();
+    vx24_params s;
+    s.samples = 1000;
+    fixtures::write_file(path, make_vx24(s));
+    const vx24_frames frames(path.c_str());
+    ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(fixtures::vx24_data_offset(1, 3) + 12 * 500)), 0);
+    std::vector<int32_t> got(3 * 10);
+    frames.read(490, 10, got.data()); // still there
+    try {
+        frames.read(495, 10, got.data());
+        FAIL() << "read past the end";
+    } catch (const std::runtime_error &e) {
+        EXPECT_EQ(std::string(e.what()),
+                  "Error: \"" + path + "\" became shorter while it was being converted\n");
+    }
+    // Frames past those the file had when it was opened are refused alike.
+    EXPECT_THROW(frames.read(1000, 1, got.data()), std::runtime_error);
+    EXPECT_THROW(frames.read(999, 2, got.data()), std::runtime_error);
+}
+
+TEST(Vx24Frames, OnlyARegularNonEmptyVx24FileIsReadInPlace) {
+    temp_dir d;
+    vx24_params s;
+    fixtures::write_file(d.file("r.vx24").string(), make_vx24(s));
+    fixtures::write_file(d.file("empty").string(), "");
+    fixtures::write_file(d.file("r.tm4").string(), "1500000000.0000 1 2 3\n1500000000.0500 1 2 3\n");
+    fs::create_directory(d.file("dir"));
+    ASSERT_EQ(::mkfifo(d.file("fifo").c_str(), 0600), 0);
+    EXPECT_TRUE(regular_vx24_file(d.file("r.vx24").c_str()));
+    EXPECT_FALSE(regular_vx24_file(d.file("empty").c_str()));
+    EXPECT_FALSE(regular_vx24_file(d.file("r.tm4").c_str()));
+    EXPECT_FALSE(regular_vx24_file(d.file("dir").c_str()));
+    EXPECT_FALSE(regular_vx24_file(d.file("fifo").c_str()));
+    EXPECT_FALSE(regular_vx24_file(d.file("missing").c_str()));
+}
+
+// The conversion reads the rows in place by default; with --plot the run
+// draws whole series and loads them. Both write the same bytes and say
+// the same, over windows that cut the blocks of rows formatted together at
+// odd places, snippets, a rate low enough that every row is a gap, and a
+// last partial frame.
+TEST(Vx24Frames, RowsReadInPlaceAreTheRowsOfTheSeries) {
+    temp_dir d;
+    vx24_params s;
+    s.channels = 3;
+    s.samples = 70001;
+    s.extra_values = 2;
+    s.wave.wave = "noise";
+    fixtures::write_file(d.file("day.vx24").string(), make_vx24(s));
+    vx24_params slow;
+    slow.channels = 2;
+    slow.rate = 1.0;
+    slow.samples = 300;
+    slow.wave.wave = "noise";
+    fixtures::write_file(d.file("slow.vx24").string(), make_vx24(slow));
+    const std::vector<std::vector<std::string>> cases = {
+        {"day.vx24"},
+        {"-l", "33333", "-n", "2", "day.vx24"},
+        {"-c", "-s", "02:40:07", "-l", "20001", "day.vx24"},
+        {"--sample-times", "day.vx24"},
+        {"--minutes-in-day", "day.vx24"},
+        {"--no-time", "-l", "40000", "day.vx24"},
+        {"--no-comment", "slow.vx24"},
+        {"-n", "3", "-l", "100", "slow.vx24"},
+    };
+    for (const std::vector<std::string> &args : cases) {
+        std::string what;
+        for (const std::string &a : args)
+            what += a + " ";
+        const child_result in_place = run_child(d.path, BRANTEL_BIN, args);
+        std::vector<std::string> outputs;
+        for (const auto &e : fs::directory_iterator(d.path))
+            if (e.path().extension() != ".vx24" && e.path().filename() != "logfile")
+                outputs.push_back(e.path().filename().string());
+        ASSERT_FALSE(outputs.empty()) << what << in_place.err;
+        std::vector<std::string> kept;
+        for (const std::string &o : outputs) {
+            kept.push_back(file_bytes(d.file(o)));
+            fs::remove(d.file(o));
+        }
+        std::vector<std::string> loaded_args = {"--plot"};
+        loaded_args.insert(loaded_args.end(), args.begin(), args.end());
+        const child_result loaded = run_child(d.path, BRANTEL_BIN, loaded_args);
+        EXPECT_EQ(in_place.status, loaded.status) << what;
+        EXPECT_EQ(in_place.out, loaded.out) << what;
+        EXPECT_EQ(in_place.err, loaded.err) << what;
+        for (size_t i = 0; i < outputs.size(); ++i) {
+            EXPECT_TRUE(file_bytes(d.file(outputs[i])) == kept[i]) << what << outputs[i];
+            fs::remove(d.file(outputs[i]));
+        }
+        for (const auto &e : fs::directory_iterator(d.path))
+            if (e.path().extension() == ".png") fs::remove(e.path());
+    }
+}
