@@ -61,6 +61,11 @@ class FixedColumn {
     int precision() const { return m_precision; }
 
   private:
+    // The text of q / 10^precision (q = the value times 10^precision,
+    // rounded), the whole part from the kept digits when it is unchanged.
+    char* put_digits(char* out, std::uint64_t q, bool negative, int precision, std::uint64_t scale);
+    template <int PRECISION> char* put_digits(char* out, std::uint64_t q, bool negative);
+
     int m_precision;
     std::uint64_t m_whole = 0;
     bool m_valid = false;
