@@ -199,14 +199,15 @@ class frame_splitter {
 
 } // namespace
 
-// Takes the header and channels of the layout, and makes room for the values
-// that the file's size promises (unless they stay in the file); the time
-// sequence is written out whole.
-void VXFIL24::lay_out(vx24_layout &&layout, bool room_for_samples) {
+// Takes the header and channels of the layout, and (unless the samples stay
+// in the file) makes room for the values that the file's size promises and
+// writes the time sequence out whole.
+void VXFIL24::lay_out(vx24_layout &&layout, bool with_samples) {
     m_header = layout.header;
     m_channels = std::move(layout.channels);
     const size_t n_channels = m_channels.size();
     m_data.assign(n_channels, data_channel_type{});
+    if (!with_samples) return;
     const uint64_t per_channel = layout.per_channel;
 
     // Every sequence is reserved once and then appended to: its values are
@@ -215,8 +216,7 @@ void VXFIL24::lay_out(vx24_layout &&layout, bool room_for_samples) {
     const double t0 = m_header.time();
     const double f = m_header.common.m_sample_freq_hz;
     for (uint64_t i = 0; i < per_channel; ++i)
-        m_time.push_back(static_cast<double>(i) / f + t0);
-    if (!room_for_samples) return;
+        m_time.push_back(vx24_sample_time(t0, f, i));
     for (size_t k = 0; k < n_channels; ++k)
         reserve_huge(m_data[k], per_channel + (k < layout.left_over ? 1 : 0));
 }

@@ -51,6 +51,7 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
 
     if (time_in_minutes != TIME_SECONDS) {
         for (double& t : time_array) t = time_convert(t);
+        st.times.times_converted();
         st.freq = st.freq / time_convert(1.0);
     }
 

@@ -127,16 +127,21 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
     // every series reserves the room of all of them at once.
     const std::size_t planned = names.size() > 1 ? planned_samples(names) : 0;
     const bool in_place = samples_read_in_place(names);
-    VxFil::reserve_huge(time_array, MAXSIZE);
-    reserve_planned(time_array, planned);
+    if (!in_place) {
+        VxFil::reserve_huge(time_array, MAXSIZE);
+        reserve_planned(time_array, planned);
+    }
     for (const std::filesystem::path& path : names) {
         std::unique_ptr<VxFil::Vxfil_Base> rec = in_place ? open_in_place(path, st) : open_recording(path);
         if (!rec) exit_with_line("Can't open " + path.string() + "\n");
         remember_input(path, st);
         const std::vector<double>& times = rec->m_time;
+        // A recording read in place has no time sequence: its frames count
+        // its samples.
+        const std::size_t count = in_place ? st.frames->frames() : times.size();
         // A recording without samples contributes nothing, so its rate does
         // not matter; any other must have a rate that time steps can use.
-        if (!times.empty()) check_rate(*rec, path);
+        if (count > 0) check_rate(*rec, path);
 
         const size_t num_channels = rec->m_header.num_channels();
         if (time_array.empty()) {
@@ -157,7 +162,7 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
                        " channels, more than the " + std::to_string(data.size()) + " of the first file\n");
             if (!times.empty()) std::cerr << times[0] - (time_array.back() + 1.0 / st.freq) << "\n";
         }
-        std::cerr << times.size() << " & " << time_array.size() << "\n";
+        std::cerr << count << " & " << time_array.size() << "\n";
         check_channels(*rec, path, data.size());
         if (facts_directory != nullptr || catalog_directory != nullptr)
             st.facts.push_back(describe_recording(*rec, path, "mirror", mseed_network, st.station, st.freq));
@@ -166,7 +171,9 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
         // so that at no time two full copies of the samples are alive. A first
         // file hands over its time axis whole unless room for later files was
         // planned.
-        if (time_array.empty() && (planned == 0 || times.size() > time_array.capacity())) {
+        if (in_place) {
+            st.times = TimeAxis(rec->m_header.time(), rec->m_header.common.m_sample_freq_hz, count);
+        } else if (time_array.empty() && (planned == 0 || times.size() > time_array.capacity())) {
             time_array.swap(rec->m_time);
         } else {
             make_room(time_array, times.size());
@@ -175,5 +182,5 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
         std::vector<double>().swap(rec->m_time);
         append_channels(*rec);
     }
-    samples = static_cast<long>(time_array.size());
+    samples = static_cast<long>(st.times.size());
 }

@@ -13,6 +13,7 @@
 #include "series.h"
 #include "sds_index.h"
 #include "settings.h"
+#include "time_axis.h"
 #include "vxfil/vx24_frames.h"
 
 struct run_state {
@@ -34,8 +35,11 @@ struct run_state {
     std::vector<sds::recording_facts> facts;
     // The samples of a run whose four-column rows are read from the one vx24
     // input as they are written (see load_recordings.cpp); the channel series
-    // then stay empty. Null when the samples are in the series.
+    // and time_array then stay empty. Null when the samples are in the series.
     std::shared_ptr<const VxFil::vx24_frames> frames;
+    // The times of the samples: time_array, or the regular axis of the vx24
+    // input whose frames are read in place.
+    TimeAxis times{time_array};
 };
 
 // Reads every named recording and appends it to data and time_array.

@@ -35,14 +35,32 @@ long whole_seconds(double t) {
     process_exit(1);
 }
 
+// The first row whose time is not before t: the binary search of
+// std::lower_bound, probe by probe, so that a series that steps back gives
+// the row it always gave.
+long first_not_before(const TimeAxis& times, double t) {
+    std::size_t first = 0, count = times.size();
+    while (count > 0) {
+        const std::size_t half = count / 2;
+        if (times[first + half] < t) {
+            first += half + 1;
+            count -= half + 1;
+        } else {
+            count = half;
+        }
+    }
+    return static_cast<long>(first);
+}
+
 } // namespace
 
-long find_window_start(const run_state&) {
+long find_window_start(const run_state& st) {
+    const TimeAxis& times = st.times;
     long start_time = 0;
-    if (!time_array.empty()) {
-        start_time = whole_seconds(time_array[0]);
+    if (!times.empty()) {
+        start_time = whole_seconds(times[0]);
         if (global_start_time != 0) {
-            long of_day = whole_seconds(std::floor(time_array[0] / 86400.0) * 86400.0 + global_start_time);
+            long of_day = whole_seconds(std::floor(times[0] / 86400.0) * 86400.0 + global_start_time);
             std::time_t t = of_day;
             std::tm tm{};
             std::cout << "using ";
@@ -54,9 +72,8 @@ long find_window_start(const run_state&) {
         }
     }
 
-    long start_i = std::lower_bound(time_array.begin(), time_array.end(), static_cast<double>(start_time)) -
-                   time_array.begin();
-    long last = time_array.empty() ? 0 : whole_seconds(time_array.back());
+    long start_i = first_not_before(times, static_cast<double>(start_time));
+    long last = times.empty() ? 0 : whole_seconds(times.back());
     if (start_i < 0) window_error("Error: Starttime before start of file ", start_time, last);
     if (start_i >= samples) window_error("Error: Starttime after end of file ", start_time, last);
     if (snippet_length > samples - start_i)

@@ -79,8 +79,10 @@ void refuse_outputs_over_inputs(const std::vector<window_plan>& plan, const run_
         }
 }
 
-void print_debug_window(long start_i, long size) {
-    if (debug) std::cerr << time_array[start_i] << " - " << time_array[start_i + size - 1] << "\n";
+void print_debug_window(const TimeAxis &times, long start_i, long size) {
+    if (debug)
+        std::cerr << times[static_cast<std::size_t>(start_i)] << " - "
+                  << times[static_cast<std::size_t>(start_i + size - 1)] << "\n";
 }
 
 
@@ -102,7 +104,8 @@ struct column_args {
 };
 
 column_args column_args_of(const window_request &w) {
-    return {snippet_length, time_array[w.start_i], w.st.freq, no_comment ? nullptr : w.st.comment};
+    return {snippet_length, w.st.times[static_cast<std::size_t>(w.start_i)], w.st.freq,
+            no_comment ? nullptr : w.st.comment};
 }
 
 // A layout of one file per window: write(path, start_i, args) fills it.
@@ -144,10 +147,12 @@ std::vector<write_job> one_column_jobs(const window_request &w) {
 
 std::vector<write_job> four_column_jobs(const window_request &w) {
     if (!w.st.frames) return one_file<write_all>(w, "tm4");
-    // The samples are read from the input as the rows are written.
+    // The samples are read from the input as the rows are written, and
+    // their times computed.
     std::shared_ptr<const VxFil::vx24_frames> frames = w.st.frames;
-    return one_file_by(w, "tm4", [frames](const fs::path &p, long start_i, const column_args &a) {
-        write_all_in_place(p, time_array, *frames, start_i, a.len, a.stm, a.freq, a.comment);
+    const TimeAxis times = w.st.times;
+    return one_file_by(w, "tm4", [frames, times](const fs::path &p, long start_i, const column_args &a) {
+        write_all_in_place(p, times, *frames, start_i, a.len, a.stm, a.freq, a.comment);
     });
 }
 
@@ -307,7 +312,7 @@ void write_outputs(const std::vector<fs::path> &names, const run_state &st, long
         check_series_length(first, plan.back().start_i + snippet_length);
 
     for (const window_plan &w : plan) {
-        print_debug_window(w.start_i, snippet_length);
+        print_debug_window(st.times, w.start_i, snippet_length);
         for (const write_job &job : w.jobs)
             job.write();
     }

@@ -21,6 +21,7 @@
 
 #include "mseed_segments.h"
 #include "series.h"
+#include "time_axis.h"
 #include "vxfil/vx24_frames.h"
 
 // One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).
@@ -37,7 +38,7 @@ double write_all(const std::filesystem::path& s, const series_t& time, const std
 
 // The same with the channels' values read from the one vx24 input as the
 // rows are written (see vx24_frames.h): the series then stay empty.
-double write_all_in_place(const std::filesystem::path& s, const series_t& time, const VxFil::vx24_frames& frames,
+double write_all_in_place(const std::filesystem::path& s, const TimeAxis& time, const VxFil::vx24_frames& frames,
                           long start_i, long size, double stm, double freq, const char* comment);
 
 // Amplitude layout: time and the plain sum of the channels.

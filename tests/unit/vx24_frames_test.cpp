@@ -20,6 +20,7 @@
 #include "fixture_registry.h"
 #include "temp_dir.h"
 #include "throwing_fatal.h"
+#include "time_axis.h"
 #include "vx24_fixture.h"
 #include "vxfil/fatal.h"
 #include "vxfil/vx24_frames.h"
@@ -48,14 +49,19 @@ std::string failure_of(const std::function<void()> &open) {
 }
 
 vx24_params random_params(std::mt19937 &rng) {
+    vx24_params s = fixtures::random_vx24_params(rng, 6, 50000);
+    s.wave.wave = "noise";
+    return s;
+}
+
+// A file of noise: `channels` channels at `rate` Hz, `samples` whole frames
+// and `extra` values after them.
+vx24_params noise(int channels, double rate, uint64_t samples, uint64_t extra) {
     vx24_params s;
-    s.version = static_cast<int>(rng() % 3);
-    s.channels = 1 + static_cast<int>(rng() % 6);
-    s.samples = rng() % 50000;
-    s.extra_values = rng() % static_cast<uint64_t>(s.channels);
-    s.extra_bytes = rng() % 4;
-    s.rate = 1.0 + static_cast<double>(rng() % 200);
-    s.nanoseconds = static_cast<uint32_t>(rng() % 1000000000);
+    s.channels = channels;
+    s.rate = rate;
+    s.samples = samples;
+    s.extra_values = extra;
     s.wave.wave = "noise";
     return s;
 }
@@ -80,11 +86,17 @@ TEST(Vx24Frames, EveryFrameIsTheWholeReadersSamples) {
         ASSERT_EQ(bare.m_channels.size(), whole.m_channels.size());
         for (size_t c = 0; c < bare.m_channels.size(); ++c)
             EXPECT_EQ(std::memcmp(&bare.m_channels[c], &whole.m_channels[c], sizeof(vx_channel)), 0);
-        ASSERT_EQ(bare.get_time().size(), whole.get_time().size());
-        EXPECT_EQ(std::memcmp(bare.get_time().data(), whole.get_time().data(),
-                              whole.get_time().size() * sizeof(double)),
-                  0)
-            << round;
+        // Its times are not written out: each is computed when asked, the
+        // very number of the whole reader's time sequence.
+        EXPECT_TRUE(bare.get_time().empty());
+        const double t0 = bare.m_header.time(), rate = bare.get_frequency();
+        const TimeAxis axis(t0, rate, frames.frames());
+        ASSERT_EQ(axis.size(), whole.get_time().size());
+        for (uint64_t k = 0; k < frames.frames(); ++k) {
+            const double t = vx24_sample_time(t0, rate, k), asked = axis[k];
+            ASSERT_EQ(std::memcmp(&t, &whole.get_time()[k], sizeof t), 0) << round << " frame " << k;
+            ASSERT_EQ(std::memcmp(&t, &asked, sizeof t), 0) << round << " frame " << k;
+        }
         ASSERT_EQ(bare.m_data.size(), whole.m_data.size());
         for (const data_channel_type &channel : bare.m_data)
             EXPECT_TRUE(channel.empty());
@@ -182,18 +194,8 @@ TEST(Vx24Frames, OnlyARegularNonEmptyVx24FileIsReadInPlace) {
 // last partial frame.
 TEST(Vx24Frames, RowsReadInPlaceAreTheRowsOfTheSeries) {
     temp_dir d;
-    vx24_params s;
-    s.channels = 3;
-    s.samples = 70001;
-    s.extra_values = 2;
-    s.wave.wave = "noise";
-    fixtures::write_file(d.file("day.vx24").string(), make_vx24(s));
-    vx24_params slow;
-    slow.channels = 2;
-    slow.rate = 1.0;
-    slow.samples = 300;
-    slow.wave.wave = "noise";
-    fixtures::write_file(d.file("slow.vx24").string(), make_vx24(slow));
+    fixtures::write_file(d.file("day.vx24").string(), make_vx24(noise(3, 20.0, 70001, 2)));
+    fixtures::write_file(d.file("slow.vx24").string(), make_vx24(noise(2, 1.0, 300, 0)));
     const std::vector<std::vector<std::string>> cases = {
         {"day.vx24"},
         {"-l", "33333", "-n", "2", "day.vx24"},
@@ -201,6 +203,8 @@ TEST(Vx24Frames, RowsReadInPlaceAreTheRowsOfTheSeries) {
         {"--sample-times", "day.vx24"},
         {"--minutes-in-day", "day.vx24"},
         {"--no-time", "-l", "40000", "day.vx24"},
+        {"--debug", "-n", "2", "-l", "30000", "day.vx24"},
+        {"--minutes", "-c", "-s", "02:41", "-l", "5000", "day.vx24"},
         {"--no-comment", "slow.vx24"},
         {"-n", "3", "-l", "100", "slow.vx24"},
     };

@@ -93,14 +93,7 @@ std::string from_pieces(const std::string &bytes, uint64_t size, size_t availabl
 // A random file: 1 to 8 channels, any version, any count of frames, a last
 // partial frame and trailing bytes, values anywhere in the 32-bit range.
 std::string random_file(std::mt19937 &rng) {
-    vx24_params s;
-    s.version = static_cast<int>(rng() % 3);
-    s.channels = 1 + static_cast<int>(rng() % 8);
-    s.samples = rng() % 400;
-    s.extra_values = rng() % static_cast<uint64_t>(s.channels);
-    s.extra_bytes = rng() % 4;
-    s.rate = 1.0 + rng() % 200;
-    s.nanoseconds = static_cast<uint32_t>(rng() % 1000000000);
+    const vx24_params s = fixtures::random_vx24_params(rng, 8, 400);
     std::string bytes = make_vx24(s);
     for (size_t i = fixtures::vx24_data_offset(s.version, s.channels); i < bytes.size(); ++i)
         bytes[i] = static_cast<char>(rng() & 0xFF);

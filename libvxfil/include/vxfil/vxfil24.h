@@ -21,6 +21,13 @@ struct vx24_layout {
     uint64_t left_over = 0;   // values after the last whole frame, one each to the first channels
 };
 
+// Time of sample i of a vx24 file whose first sample is at t0 (Unix
+// seconds) and whose rate is f: the reader's time sequence holds exactly
+// these numbers.
+inline double vx24_sample_time(double t0, double f, uint64_t i) {
+    return static_cast<double>(i) / f + t0;
+}
+
 // Decodes and checks the layout of a vx24 file of size bytes, failing as the
 // reader does (std::runtime_error with its message, or fatal_exit for a
 // version above 2). Only the bytes before the first sample are looked at, so
@@ -54,17 +61,17 @@ class VXFIL24 : public Vxfil_Base {
     // ends early is taken as the bytes it had. Same results and failures as
     // parsing those bytes in memory.
     VXFIL24(uint64_t size, const vx24_read_fn &read, const char *name, size_t piece_bytes = vx24_piece_bytes);
-    // Everything of a file but its samples, from its layout: the header, the
-    // channel records and the time sequence; the channels' sample sequences
-    // stay empty (vx24_frames reads them where they lie). name is only used
-    // in messages.
+    // The header and the channel records of a file, from its layout; the
+    // channels' sample sequences and the time sequence stay empty
+    // (vx24_frames reads the samples where they lie, vx24_sample_time gives
+    // any time). name is only used in messages.
     VXFIL24(const vx24_layout &layout, const char *name);
     ORIGIN get_origin() const override { return ORIGIN_VX24; }
 
   private:
     void parse(const unsigned char *bytes, size_t size);
     void read_pieces(uint64_t size, const vx24_read_fn &read, size_t piece_bytes);
-    void lay_out(vx24_layout &&layout, bool room_for_samples = true);
+    void lay_out(vx24_layout &&layout, bool with_samples = true);
 };
 
 } // namespace VxFil

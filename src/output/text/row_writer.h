@@ -29,8 +29,8 @@ inline double printed_time(bool own_times, double stm, double t) {
 // `out`, the running time starting at `stm`; returns the running time after
 // them. Into the file every row is checked for a gap and the warning printed
 // at once; a block formatted on a worker has been checked to hold none.
-template <class Out, class Row>
-double put_rows(Out& out, const std::filesystem::path& s, const series_t& time, long start_i, long first, long last,
+template <class Out, class Times, class Row>
+double put_rows(Out& out, const std::filesystem::path& s, const Times& time, long start_i, long first, long last,
                 double stm, double tdiff, double freq, FixedColumn& column, Row& row) {
     double prev_time = time[static_cast<std::size_t>(first > start_i ? first - 1 : start_i)];
     const bool own_times = sample_times != 0;
@@ -54,8 +54,8 @@ double put_rows(Out& out, const std::filesystem::path& s, const series_t& time, 
 // The rows of a long window in blocks formatted on worker threads, handed to
 // the file in order. A block with a gap is written on this thread with its
 // warnings, so they come out among the rows as they would in one pass.
-template <class Row>
-double put_rows_together(OutFile& out, const std::filesystem::path& s, const series_t& time, long start_i, long end,
+template <class Times, class Row>
+double put_rows_together(OutFile& out, const std::filesystem::path& s, const Times& time, long start_i, long end,
                          double stm, double tdiff, double freq, int precision, Row& row) {
     const RowBlocks plan = plan_row_blocks(time, start_i, end, stm, tdiff, freq);
     auto block_end = [&](std::size_t b) { return std::min(end, start_i + static_cast<long>(b + 1) * plan.rows); };
@@ -78,14 +78,15 @@ double put_rows_together(OutFile& out, const std::filesystem::path& s, const ser
     return plan.end_stm;
 }
 
+// `time` is the time series or a TimeAxis (any type with [] and size()).
 // head(out) writes what comes between the comment and the rows;
 // row(out, i, stm, column, row_number) writes row i with the printed time
 // stm, through `column`, the time column's "%-.*f" with the window's decimals.
 // With `Together`, row must take any sink (the file or a text block) and be
 // safe to call from several threads at once: long windows are then
 // formatted in blocks on worker threads. Returns the time after the last row.
-template <bool Together = false, class Head, class Row>
-double write_window_rows(const std::filesystem::path& s, const series_t& time, long start_i, long size,
+template <bool Together = false, class Times, class Head, class Row>
+double write_window_rows(const std::filesystem::path& s, const Times& time, long start_i, long size,
                          double stm, double freq, const char* comment, Head&& head, Row&& row) {
     OutFile out(s);
     stm = first_time(stm, time, start_i);

@@ -26,7 +26,7 @@ unsigned rows_together_threads() {
 
 bool rows_together_worthwhile(long size) { return block_setting > 0 && size > block_setting; }
 
-RowBlocks plan_row_blocks(const series_t& time, long start_i, long end, double stm, double tdiff, double freq) {
+RowBlocks plan_row_blocks(const TimeAxis& time, long start_i, long end, double stm, double tdiff, double freq) {
     RowBlocks plan;
     plan.rows = block_setting > 0 ? block_setting : std::max(end - start_i, 1L);
     if (end > start_i) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "series.h"
+#include "time_axis.h"
 
 struct RowBlocks {
     long rows = 0;             // rows per block (the last may have fewer)
@@ -32,4 +33,4 @@ bool rows_together_worthwhile(long size);
 // that starts from its planned time prints the very times of a pass over all
 // rows; a gap is the warning's test between each row's time and the one
 // before it.
-RowBlocks plan_row_blocks(const series_t& time, long start_i, long end, double stm, double tdiff, double freq);
+RowBlocks plan_row_blocks(const TimeAxis& time, long start_i, long end, double stm, double tdiff, double freq);

@@ -71,7 +71,7 @@ int determine_format(double last, double before_last, int& dec) {
     return digits;
 }
 
-int window_decimals(const series_t& time, long end) {
+int window_decimals(const TimeAxis& time, long end) {
     int dec = 0;
     if (end >= 2 && static_cast<unsigned long>(end) <= time.size()) {
         determine_format(time[static_cast<std::size_t>(end - 1)], time[static_cast<std::size_t>(end - 2)], dec);

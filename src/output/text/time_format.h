@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "series.h"
+#include "time_axis.h"
 
 // Returns the number of integer digits of `last` (ceil(log10(last)); 0 when
 // that is not finite) and stores in `dec` the decimals for time values.
@@ -24,7 +25,7 @@ int determine_format(double last, double before_last, int& dec);
 // The time decimals of the window that ends before index `end`: from
 // time[end-1] and time[end-2] where both exist (even when they lie before the
 // window), else those of a zero step.
-int window_decimals(const series_t& time, long end);
+int window_decimals(const TimeAxis& time, long end);
 
 // Writes the UTC time `whence` (seconds since 1970 with fraction) with the
 // strftime format `timefmt`, then "." and the microseconds as "%06d"; returns

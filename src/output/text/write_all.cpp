@@ -10,8 +10,8 @@ namespace {
 // writes a blank and the value of each of the `channels` channels of row k
 // at p, at most `value_room` bytes per value, and returns the end. A row is
 // written through one pointer.
-template <class Values>
-double write_all_rows(const std::filesystem::path &s, const series_t &time, long start_i, long size,
+template <class Times, class Values>
+double write_all_rows(const std::filesystem::path &s, const Times &time, long start_i, long size,
                       double stm, double freq, const char *comment, std::size_t channels,
                       std::size_t value_room, const Values &values) {
     return write_window_rows<true>(s, time, start_i, size, stm, freq, comment, no_head,
@@ -44,11 +44,11 @@ double write_all(const std::filesystem::path &s, const series_t &time, const std
                           });
 }
 
-double write_all_in_place(const std::filesystem::path &s, const series_t &time,
+double write_all_in_place(const std::filesystem::path &s, const TimeAxis &time,
                           const VxFil::vx24_frames &frames, long start_i, long size, double stm, double freq,
                           const char *comment) {
     if (output_type == OT_TWOCOLUMNS) return stm + size / freq;
-    check_window("write_all", time, start_i, size);
+    check_window_length("write_all", time.size(), start_i, size);
     check_window_length("write_all", frames.frames(), start_i, size);
     const std::size_t n = frames.channels();
     // The counts print as their doubles in the series would.

@@ -26,7 +26,7 @@ void check_window(const char* writer, const std::vector<series_t>& data, long st
     for (const series_t& series : data) check_window(writer, series, start_i, size);
 }
 
-double first_time(double stm, const series_t& time, long start_i) {
+double first_time(double stm, const TimeAxis& time, long start_i) {
     if (stm < 0 && start_i >= 0 && static_cast<unsigned long>(start_i) < time.size())
         return time[static_cast<std::size_t>(start_i)];
     return stm;

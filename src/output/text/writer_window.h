@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "series.h"
+#include "time_axis.h"
 
 // Throws std::out_of_range, naming `writer`, when `start_i` is negative or a
 // non-empty window [start_i, start_i + size) passes the end of `series`. The
@@ -17,4 +18,4 @@ void check_window(const char* writer, const std::vector<series_t>& data, long st
 
 // The first printed time: `stm` unless it is negative, then the time of the
 // first sample of the window (when that sample exists).
-double first_time(double stm, const series_t& time, long start_i);
+double first_time(double stm, const TimeAxis& time, long start_i);
