@@ -15,6 +15,10 @@ namespace {
 // Size of the buffer: large enough that a file of a few million rows takes a
 // few dozen system calls.
 constexpr std::size_t BUFFER_SIZE = std::size_t{1} << 20;
+// Texts from this size on are written as they are rather than copied into
+// the buffer; below the buffer's size, so that any text fits the buffer
+// after a flush.
+constexpr std::size_t DIRECT_FROM = BUFFER_SIZE / 8;
 
 bool background_setting = std::thread::hardware_concurrency() > 1;
 
@@ -40,14 +44,16 @@ void OutFile::set_background_writes(bool on) { background_setting = on; }
 bool OutFile::background_writes() { return background_setting; }
 
 void OutFile::put(std::string_view text) {
-    if (text.size() > m_capacity - m_used) {
+    // A large text (a block of rows formatted on another thread) goes to the
+    // file as it is, on this thread, after what was handed over before it:
+    // copying it into the buffer first would move the same bytes once more.
+    if (text.size() >= DIRECT_FROM) {
         flush();
-        if (text.size() > m_capacity) {
-            settle();
-            if (!m_file.write(text.data(), text.size())) fail_write(errno);
-            return;
-        }
+        settle();
+        if (!m_file.write(text.data(), text.size())) fail_write(errno);
+        return;
     }
+    if (text.size() > m_capacity - m_used) flush();
     std::memcpy(m_buffer.get() + m_used, text.data(), text.size());
     m_used += text.size();
 }

@@ -382,7 +382,10 @@ inline char *FixedColumn::put_digits(char *out, std::uint64_t q, bool negative, 
         m_negative = negative;
         m_valid = true;
     }
-    std::memcpy(out, m_digits, m_length);
+    // All the kept bytes at once, a copy of constant size that needs no
+    // library call; only the digits count (the caller's room is far larger).
+    static_assert(sizeof m_digits <= FIXED6_TEXT_MAX);
+    std::memcpy(out, m_digits, sizeof m_digits);
     out += m_length;
     if (precision == 0) return out;
     *out++ = '.';
