@@ -13,7 +13,7 @@
 #include "series.h"
 #include "sds_index.h"
 #include "settings.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 #include "vxfil/vx24_frames.h"
 
 struct run_state {

@@ -21,7 +21,7 @@
 
 #include "mseed_segments.h"
 #include "series.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 #include "vxfil/vx24_frames.h"
 
 // One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).

@@ -20,7 +20,7 @@
 #include "fixture_registry.h"
 #include "temp_dir.h"
 #include "throwing_fatal.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 #include "vx24_fixture.h"
 #include "vxfil/fatal.h"
 #include "vxfil/vx24_frames.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "series.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 
 struct RowBlocks {
     long rows = 0;             // rows per block (the last may have fewer)

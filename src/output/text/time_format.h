@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "series.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 
 // Returns the number of integer digits of `last` (ceil(log10(last)); 0 when
 // that is not finite) and stores in `dec` the decimals for time values.

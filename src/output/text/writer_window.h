@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "series.h"
-#include "time_axis.h"
+#include "sample_time_axis.h"
 
 // Throws std::out_of_range, naming `writer`, when `start_i` is negative or a
 // non-empty window [start_i, start_i + size) passes the end of `series`. The
