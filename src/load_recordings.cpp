@@ -105,7 +105,7 @@ void append_channels(VxFil::Vxfil_Base& rec) {
 bool samples_read_in_place(const std::vector<std::filesystem::path>& names) {
     return names.size() == 1 && output_type == OT_FOURCOLUMNS && !remove_offset && global_scale == 1 &&
            upsample == 0 && !need_filter && !plot && facts_directory == nullptr && catalog_directory == nullptr &&
-           !VxFil::names_a_pipe(names.front().c_str()) && VxFil::regular_vx24_file(names.front().c_str());
+           VxFil::regular_vx24_file(names.front().c_str()); // a regular file: never a pipe
 }
 
 // The recording without its samples, which st.frames then reads in place.
