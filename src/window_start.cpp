@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <iostream>
-#include <ranges>
 
 #include "run_state.h"
 #include "series.h"
@@ -36,13 +35,21 @@ long whole_seconds(double t) {
     process_exit(1);
 }
 
-// The first row whose time is not before t, by std::lower_bound's binary
-// search over the rows, so that a series that steps back gives the row it
-// always gave.
+// The first row whose time is not before t: the binary search of
+// std::lower_bound, probe by probe, so that a series that steps back gives
+// the row it always gave.
 long first_not_before(const TimeAxis& times, double t) {
-    const auto rows = std::views::iota(std::size_t{0}, times.size());
-    return static_cast<long>(std::ranges::lower_bound(rows, t, {}, [&](std::size_t k) { return times[k]; }) -
-                             rows.begin());
+    std::size_t first = 0, count = times.size();
+    while (count > 0) {
+        const std::size_t half = count / 2;
+        if (times[first + half] < t) {
+            first += half + 1;
+            count -= half + 1;
+        } else {
+            count = half;
+        }
+    }
+    return static_cast<long>(first);
 }
 
 } // namespace
