@@ -21,6 +21,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 #include "conditioning_steps.h"
@@ -109,6 +110,56 @@ void filtering_step() {
     end_step("done.\n");
 }
 
+// Largest factor whose resampling is left to the rows: the times after the
+// last pair are kept, one per step of the factor, and are summed one after
+// another, so that they cannot be computed apart. A larger factor resamples
+// whole series as before.
+constexpr long DEFERRED_FACTOR_MAX = 65536;
+
+// Whether resampling and filtering can be left to the rows: every channel
+// as long as the time axis, with a pair of samples to interpolate between.
+bool deferrable() {
+    const std::size_t n = time_array.size();
+    if (n < 2 || data.empty() || static_cast<long>(n) != samples || upsample > DEFERRED_FACTOR_MAX) return false;
+    for (const series_t& values : data)
+        if (values.size() != n) return false;
+    return true;
+}
+
+// The times after the last interpolated pair, as the fill-up adds them.
+std::shared_ptr<const series_t> resampled_time_tail() {
+    const std::size_t n = time_array.size();
+    const double factor = static_cast<double>(upsample);
+    const double base = time_array[n - 2];
+    double t = base + (static_cast<double>(upsample - 1) / factor) * (time_array[n - 1] - base);
+    const double step = (time_array[n - 1] - time_array[n - 2]) / factor;
+    auto tail = std::make_shared<series_t>();
+    for (long j = 0; j < upsample; ++j) {
+        t = t + step;
+        tail->push_back(t);
+    }
+    return tail;
+}
+
+// Says the words of resampling and filtering and sets what they set, while
+// the values are computed as the rows are written.
+deferred_conditioning deferred_steps() {
+    deferred_conditioning deferred{std::make_shared<const ConditionedChannels>(data, upsample, need_filter),
+                                   TimeAxis(time_array)};
+    if (upsample != 0) {
+        if (!quiet) std::printf("Resampling %ld ... ", upsample);
+        deferred.times = TimeAxis(time_array, static_cast<std::size_t>(upsample), resampled_time_tail());
+        samples *= upsample;
+        end_step("done\n");
+    }
+    if (need_filter) {
+        say("Filtering...");
+        deferred.channels->leave_filter_state();
+        end_step("done.\n");
+    }
+    return deferred;
+}
+
 // Fills the resampled series up to samples entries (see the top of the file).
 void fill_up_after_resampling(const resample_tail& tail, bool time_was_empty,
                               const std::vector<bool>& channel_was_empty) {
@@ -124,7 +175,7 @@ void fill_up_after_resampling(const resample_tail& tail, bool time_was_empty,
 
 } // namespace
 
-void condition_series() {
+std::optional<deferred_conditioning> condition_series(bool may_defer) {
     const bool resampling = upsample != 0;
     std::vector<bool> channel_was_empty;
     if (resampling) {
@@ -148,6 +199,7 @@ void condition_series() {
     if (global_scale != 1) {
         scaling_step();
     }
+    if ((resampling || need_filter) && may_defer && deferrable()) return deferred_steps();
     resample_tail tail;
     if (resampling) {
         tail = resampling_step();
@@ -158,6 +210,7 @@ void condition_series() {
     if (resampling) {
         fill_up_after_resampling(tail, time_was_empty, channel_was_empty);
     }
+    return std::nullopt;
 }
 
 double upsampled_rate(double freq) { return upsample > 0 ? freq * static_cast<double>(upsample) : freq; }

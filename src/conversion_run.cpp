@@ -1,6 +1,7 @@
 // The conversion run: load, condition, convert the time unit, fix the
 // window, write.
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 #include "brantel.h"
@@ -46,11 +47,18 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
     // Segments follow the recorded time axis, before resampling interpolates it.
     if (output_type == OT_MSEED) st.segment_breaks = segment_breaks(time_array, st.freq);
     if (plot && !names.empty()) check_plot_channels(names.front(), data.size());
-    condition_series();
+    // Four columns read each row's values once, in order, so their
+    // resampling and filtering can wait for the rows; a picture reads the
+    // whole series.
+    if (std::optional<deferred_conditioning> deferred = condition_series(output_type == OT_FOURCOLUMNS && !plot)) {
+        st.conditioned = deferred->channels;
+        st.times = deferred->times;
+    }
     if (plot) keep_plot_times(st);
 
     if (time_in_minutes != TIME_SECONDS) {
-        for (double& t : time_array) t = time_convert(t);
+        if (st.times.in_series())
+            for (double& t : time_array) t = time_convert(t);
         st.times.times_converted();
         st.freq = st.freq / time_convert(1.0);
     }

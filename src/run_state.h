@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "conditioned_channels.h"
 #include "series.h"
 #include "sds_index.h"
 #include "settings.h"
@@ -37,8 +38,13 @@ struct run_state {
     // input as they are written (see load_recordings.cpp); the channel series
     // and time_array then stay empty. Null when the samples are in the series.
     std::shared_ptr<const VxFil::vx24_frames> frames;
-    // The times of the samples: time_array, or the regular axis of the vx24
-    // input whose frames are read in place.
+    // The channels of a four-column run whose resampling and filtering are
+    // done stretch by stretch as the rows are written (see
+    // conditioned_channels.h); the channel series then hold the inputs to
+    // those steps. Null when the series hold the rows' values.
+    std::shared_ptr<const ConditionedChannels> conditioned;
+    // The times of the samples: time_array, the regular axis of the vx24
+    // input whose frames are read in place, or time_array resampled.
     TimeAxis times{time_array};
 };
 

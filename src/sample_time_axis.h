@@ -1,13 +1,16 @@
 // The times of a run's samples as the writers and the window read them: the
-// time series in memory, or the regular axis of a vx24 file whose frames are
-// read in place, computed when asked. Its reader would write out the time of
-// sample k as vx24_sample_time(start, rate, k); a day at 20 Hz would fill
-// 14 MB of fresh memory with them before the first row is written. Asked
-// here, a time is the same number, in the run's time unit once the run has
-// converted its times.
+// time series in memory; the regular axis of a vx24 file whose frames are
+// read in place; or the time series as resampling would have filled it. The
+// last two are computed when asked. A vx24 reader would write out the time of
+// sample k as vx24_sample_time(start, rate, k), and resampling a day at 20 Hz
+// by four would fill 55 MB of fresh memory, before the first row is written.
+// Asked here, a time is the same number, in the run's time unit once the run
+// has converted its times.
 #pragma once
 
 #include <cstddef>
+#include <memory>
+#include <utility>
 
 #include "series.h"
 #include "vxfil/vxfil24.h"
@@ -20,24 +23,44 @@ class TimeAxis {
     TimeAxis(const series_t &times) : m_series(&times) {} // NOLINT: a series is an axis
     // k / rate + start for k below size.
     TimeAxis(double start, double rate, std::size_t size) : m_start(start), m_rate(rate), m_size(size) {}
+    // The series `times` (at least two times, outliving the axis) resampled
+    // by `up`: time i * up + j is times[i] + (j / up) * (times[i + 1] -
+    // times[i]) while i + 1 < times.size(), the very expression of the
+    // resampling step; the `up` times after those are `tail`.
+    TimeAxis(const series_t &times, std::size_t up, std::shared_ptr<const series_t> tail)
+        : m_series(&times), m_up(up), m_tail(std::move(tail)), m_size(times.size() * up) {}
 
     double operator[](std::size_t k) const {
-        if (m_series != nullptr) return (*m_series)[k];
-        const double t = VxFil::vx24_sample_time(m_start, m_rate, k);
+        if (in_series()) return (*m_series)[k];
+        const double t = m_series != nullptr ? resampled_time(k) : VxFil::vx24_sample_time(m_start, m_rate, k);
         return m_converted ? time_convert(t) : t;
     }
-    std::size_t size() const { return m_series != nullptr ? m_series->size() : m_size; }
+    std::size_t size() const { return in_series() ? m_series->size() : m_size; }
     bool empty() const { return size() == 0; }
     double back() const { return (*this)[size() - 1]; }
 
+    // The times are those of the series in memory, which the run converts
+    // to its time unit in place.
+    bool in_series() const { return m_series != nullptr && m_up == 0; }
     // The run has converted its times to its time unit (time_convert): a
-    // series has been converted in place, a regular axis converts from now.
+    // series has been converted in place, computed times convert from now.
     void times_converted() {
-        if (m_series == nullptr) m_converted = true;
+        if (!in_series()) m_converted = true;
     }
 
   private:
+    double resampled_time(std::size_t k) const {
+        const std::size_t i = k / m_up, j = k % m_up;
+        if (i + 1 < m_series->size()) {
+            const double base = (*m_series)[i];
+            return base + (static_cast<double>(j) / static_cast<double>(m_up)) * ((*m_series)[i + 1] - base);
+        }
+        return (*m_tail)[k - (m_series->size() - 1) * m_up];
+    }
+
     const series_t *m_series = nullptr;
+    std::size_t m_up = 0; // resampled by this factor; 0: as it is
+    std::shared_ptr<const series_t> m_tail;
     double m_start = 0.0;
     double m_rate = 1.0;
     std::size_t m_size = 0;

@@ -146,6 +146,14 @@ std::vector<write_job> one_column_jobs(const window_request &w) {
 }
 
 std::vector<write_job> four_column_jobs(const window_request &w) {
+    if (w.st.conditioned) {
+        // The values are resampled and filtered as the rows are written.
+        std::shared_ptr<const ConditionedChannels> channels = w.st.conditioned;
+        const TimeAxis times = w.st.times;
+        return one_file_by(w, "tm4", [channels, times](const fs::path &p, long start_i, const column_args &a) {
+            write_all_conditioned(p, times, *channels, start_i, a.len, a.stm, a.freq, a.comment);
+        });
+    }
     if (!w.st.frames) return one_file<write_all>(w, "tm4");
     // The samples are read from the input as the rows are written, and
     // their times computed.
@@ -307,8 +315,9 @@ void write_outputs(const std::vector<fs::path> &names, const run_state &st, long
         }
     }
     refuse_outputs_over_inputs(plan, st);
-    // Samples read in place cover the whole time axis.
-    if (chosen->reads_channel_series && !plan.empty() && !st.frames)
+    // Samples read in place, or resampled as they are written, cover the
+    // whole time axis.
+    if (chosen->reads_channel_series && !plan.empty() && !st.frames && !st.conditioned)
         check_series_length(first, plan.back().start_i + snippet_length);
 
     for (const window_plan &w : plan) {

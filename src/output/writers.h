@@ -22,6 +22,7 @@
 #include "mseed_segments.h"
 #include "series.h"
 #include "sample_time_axis.h"
+#include "conditioned_channels.h"
 #include "vxfil/vx24_frames.h"
 
 // One-column, two-column, average, SLIST and TSPAIR layouts (by output_type).
@@ -40,6 +41,12 @@ double write_all(const std::filesystem::path& s, const series_t& time, const std
 // rows are written (see vx24_frames.h): the series then stay empty.
 double write_all_in_place(const std::filesystem::path& s, const TimeAxis& time, const VxFil::vx24_frames& frames,
                           long start_i, long size, double stm, double freq, const char* comment);
+
+// The same with the channels resampled and filtered stretch by stretch as
+// the rows are written (see conditioned_channels.h).
+double write_all_conditioned(const std::filesystem::path& s, const TimeAxis& time,
+                             const ConditionedChannels& channels, long start_i, long size, double stm, double freq,
+                             const char* comment);
 
 // Amplitude layout: time and the plain sum of the channels.
 double write_amplitude(const std::filesystem::path& s, const series_t& time, const std::vector<series_t>& data,

@@ -19,6 +19,11 @@ long block_setting = std::thread::hardware_concurrency() > 1 ? DEFAULT_BLOCK : 0
 long rows_together_block() { return block_setting; }
 void set_rows_together_block(long rows) { block_setting = rows > 0 ? rows : 0; }
 
+std::size_t rows_per_stretch() {
+    constexpr long AT_LEAST = 16384;
+    return static_cast<std::size_t>(std::max(block_setting, AT_LEAST));
+}
+
 unsigned rows_together_threads() {
     const unsigned n = std::thread::hardware_concurrency();
     return n > 1 ? n : 1;

@@ -22,6 +22,10 @@ struct RowBlocks {
 // the machine has more than one processor. Tests set it to run both ways.
 long rows_together_block();
 void set_rows_together_block(long rows);
+// Rows that a writer reading its values stretch by stretch (from a file, or
+// computing them) takes at a time, so that a block of rows formatted
+// together costs one stretch; at least 16384 when rows are written in order.
+std::size_t rows_per_stretch();
 // Worker threads that format blocks.
 unsigned rows_together_threads();
 

@@ -1,4 +1,5 @@
 // The four-column layout: the time and the value of every channel per row.
+#include "conditioned_rows.h"
 #include "frame_rows.h"
 #include "row_writer.h"
 #include "settings.h"
@@ -58,6 +59,24 @@ double write_all_in_place(const std::filesystem::path &s, const TimeAxis &time,
                               for (std::size_t c = 0; c < n; ++c) {
                                   *p++ = ' ';
                                   p = format_count(p, row[c]);
+                              }
+                              return p;
+                          });
+}
+
+double write_all_conditioned(const std::filesystem::path &s, const TimeAxis &time,
+                             const ConditionedChannels &channels, long start_i, long size, double stm, double freq,
+                             const char *comment) {
+    check_window_length("write_all", time.size(), start_i, size);
+    check_window_length("write_all", channels.rows(), start_i, size);
+    const std::size_t n = channels.channels();
+    return write_all_rows(s, time, start_i, size, stm, freq, comment, n, FIXED6_TEXT_MAX,
+                          [&](std::size_t k, char *p) {
+                              std::size_t stride = 0;
+                              const double *row = conditioned_row(channels, k, stride);
+                              for (std::size_t c = 0; c < n; ++c) {
+                                  *p++ = ' ';
+                                  p = format_trimmed(p, row[c * stride]);
                               }
                               return p;
                           });

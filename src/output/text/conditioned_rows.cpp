@@ -1,0 +1,19 @@
+#include "conditioned_rows.h"
+
+#include <algorithm>
+
+#include "rows_together.h"
+
+thread_local conditioned_stretch held_conditioned;
+
+void compute_conditioned_stretch(const ConditionedChannels &channels, std::size_t k) {
+    conditioned_stretch &held = held_conditioned;
+    held.serial = 0;
+    const std::size_t count = std::min(rows_per_stretch(), channels.rows() - k);
+    held.values.resize(count * channels.channels());
+    for (std::size_t c = 0; c < channels.channels(); ++c)
+        channels.fill(c, k, count, held.values.data() + c * count);
+    held.serial = channels.serial();
+    held.first = k;
+    held.count = count;
+}
