@@ -18,13 +18,11 @@
 
 namespace {
 
-TEST(OrderedBlocks, BlocksComeBackInOrderPastTheBlocksOfTheCaller) {
+TEST(OrderedBlocks, BlocksComeBackInOrder) {
     const std::size_t count = 1000;
-    std::vector<bool> by_caller(count, false);
-    for (std::size_t b = 0; b < count; b += 7) by_caller[b] = true;
     std::atomic<int> formatted{0};
     OrderedBlocks blocks(
-        count, by_caller,
+        count,
         [&](std::size_t b, TextBlock& text) {
             ++formatted;
             text.put(std::to_string(b));
@@ -34,19 +32,16 @@ TEST(OrderedBlocks, BlocksComeBackInOrderPastTheBlocksOfTheCaller) {
     std::string got, expected;
     for (std::size_t b = 0; b < count; ++b) {
         expected += std::to_string(b) + "\n";
-        if (by_caller[b])
-            got += std::to_string(b) + "\n";
-        else
-            got += std::string(blocks.wait(b).text());
+        got += std::string(blocks.wait(b).text());
         blocks.done(b);
     }
     EXPECT_EQ(got, expected);
-    EXPECT_EQ(formatted.load(), static_cast<int>(count - (count + 6) / 7));
+    EXPECT_EQ(formatted.load(), static_cast<int>(count));
 }
 
 TEST(OrderedBlocks, AFailedBlockThrowsWhereItIsTaken) {
     OrderedBlocks blocks(
-        50, std::vector<bool>(50, false),
+        50,
         [](std::size_t b, TextBlock& text) {
             if (b == 13) throw std::runtime_error("block 13");
             text.put_ld(static_cast<long>(b));
@@ -63,13 +58,13 @@ TEST(OrderedBlocks, AFailedBlockThrowsWhereItIsTaken) {
 TEST(OrderedBlocks, AbandonedAtOnceEndsItsThreads) {
     for (int round = 0; round < 50; ++round) {
         OrderedBlocks blocks(
-            100000, std::vector<bool>(100000, false), [](std::size_t, TextBlock& text) { text.put('x'); }, 2);
+            100000, [](std::size_t, TextBlock& text) { text.put('x'); }, 2);
     }
 }
 
 TEST(OrderedBlocks, ABlockGrowsPastAnyFirstSize) {
     OrderedBlocks blocks(
-        3, std::vector<bool>(3, false),
+        3,
         [](std::size_t b, TextBlock& text) { text.put(std::string((b + 1) * 300000, static_cast<char>('a' + b))); },
         2);
     for (std::size_t b = 0; b < 3; ++b) {
@@ -86,19 +81,15 @@ TEST(RowsTogether, OnByDefaultWhereThereIsMoreThanOneProcessor) {
 }
 
 TEST(RowsTogether, ThePlanStartsEveryBlockAtTheRunningTime) {
-    series_t time;
-    for (int i = 0; i < 10; ++i) time.push_back(100 + i * 0.1);
-    time[7] = 200; // a gap before row 8 (and a step back after it)
     const long saved = rows_together_block();
     set_rows_together_block(3);
-    const RowBlocks plan = plan_row_blocks(time, 1, 10, 5.0, 0.25, 1.0);
+    const RowBlocks plan = plan_row_blocks(1, 10, 5.0, 0.25);
     set_rows_together_block(saved);
     ASSERT_EQ(plan.stm.size(), 3u);
     EXPECT_EQ(plan.stm[0], 5.0);
     EXPECT_EQ(plan.stm[1], 5.75);
     EXPECT_EQ(plan.stm[2], 6.5);
     EXPECT_EQ(plan.end_stm, 7.25);
-    EXPECT_EQ(plan.has_gap, (std::vector<bool>{false, false, true}));
 }
 
 // The writers with rows together against the same writers in one pass.

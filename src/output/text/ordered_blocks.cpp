@@ -45,9 +45,9 @@ void leave(OrderedBlocks* blocks) {
 
 } // namespace
 
-OrderedBlocks::OrderedBlocks(std::size_t count, std::vector<bool> by_caller,
-                             std::function<void(std::size_t, TextBlock&)> format, unsigned threads)
-    : m_count(count), m_by_caller(std::move(by_caller)), m_format(std::move(format)),
+OrderedBlocks::OrderedBlocks(std::size_t count, std::function<void(std::size_t, TextBlock&)> format,
+                             unsigned threads)
+    : m_count(count), m_format(std::move(format)),
       m_slots(2 * static_cast<std::size_t>(threads) + 2) {
     enrol(this);
     m_threads.reserve(threads);
@@ -81,13 +81,10 @@ void OrderedBlocks::stop() {
 void OrderedBlocks::work() {
     std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
-        // Blocks that the caller writes itself are passed over.
-        while (m_next < m_count && m_by_caller[m_next]) ++m_next;
         m_changed.wait(lock, [this] {
             return m_stop || m_next >= m_count || m_next < m_finished + m_slots.size();
         });
         if (m_stop || m_next >= m_count) return;
-        if (m_by_caller[m_next]) continue;
         const std::size_t b = m_next++;
         Slot& slot = m_slots[b % m_slots.size()];
         lock.unlock();

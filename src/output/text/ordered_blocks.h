@@ -17,11 +17,9 @@
 
 class OrderedBlocks {
   public:
-    // format(b, text) formats block b into `text` (empty when called). A block
-    // whose `by_caller[b]` is true is not formatted here: the caller writes it
-    // itself. The threads start at once.
-    OrderedBlocks(std::size_t count, std::vector<bool> by_caller,
-                  std::function<void(std::size_t, TextBlock&)> format, unsigned threads);
+    // format(b, text) formats block b into `text` (empty when called). The
+    // threads start at once.
+    OrderedBlocks(std::size_t count, std::function<void(std::size_t, TextBlock&)> format, unsigned threads);
     ~OrderedBlocks();
 
     // Stops the workers (those busy finish their block) and joins them; no
@@ -35,8 +33,7 @@ class OrderedBlocks {
     // done(b). Blocks are taken in order; an exception thrown while
     // formatting block b is thrown here.
     const TextBlock& wait(std::size_t b);
-    // The caller is finished with block b (also one it wrote itself): its
-    // slot may take a later block.
+    // The caller is finished with block b: its slot may take a later block.
     void done(std::size_t b);
 
   private:
@@ -49,7 +46,6 @@ class OrderedBlocks {
     void work();
 
     const std::size_t m_count;
-    const std::vector<bool> m_by_caller;
     const std::function<void(std::size_t, TextBlock&)> m_format;
     std::vector<Slot> m_slots;
     std::mutex m_mutex;

@@ -28,12 +28,14 @@ inline double printed_time(bool own_times, double stm, double t) {
 // Rows [first, last) of the window that starts at start_i, in order, into
 // `out`, the running time starting at `stm`; returns the running time after
 // them. Into the file every row is checked for a gap and the warning printed
-// at once; a block formatted on a worker has been checked to hold none.
+// at once; into a block formatted on a worker, a gap on any row only sets
+// `*gap`, and the caller then writes the block's rows itself.
 template <class Out, class Times, class Row>
 double put_rows(Out& out, const std::filesystem::path& s, const Times& time, long start_i, long first, long last,
-                double stm, double tdiff, double freq, FixedColumn& column, Row& row) {
+                double stm, double tdiff, double freq, FixedColumn& column, Row& row, bool* gap = nullptr) {
     double prev_time = time[static_cast<std::size_t>(first > start_i ? first - 1 : start_i)];
     const bool own_times = sample_times != 0;
+    bool gap_seen = false;
     for (long i = first; i < last; ++i) {
         const auto k = static_cast<std::size_t>(i);
         const long row_number = i - start_i + 1;
@@ -44,35 +46,45 @@ double put_rows(Out& out, const std::filesystem::path& s, const Times& time, lon
                 out.settle(); // a failed earlier write is reported first, as it happened first
                 report_gap(s, t - prev_time, row_number, t, prev_time);
             }
+        } else {
+            gap_seen |= is_gap(t - prev_time, freq);
         }
         stm += tdiff;
         prev_time = t;
     }
+    if (gap != nullptr) *gap = gap_seen;
     return stm;
 }
 
 // The rows of a long window in blocks formatted on worker threads, handed to
-// the file in order. A block with a gap is written on this thread with its
-// warnings, so they come out among the rows as they would in one pass.
+// the file in order. A block in which a worker found a gap is written again
+// on this thread with its warnings, so they come out among the rows as they
+// would in one pass.
 template <class Times, class Row>
 double put_rows_together(OutFile& out, const std::filesystem::path& s, const Times& time, long start_i, long end,
                          double stm, double tdiff, double freq, int precision, Row& row) {
-    const RowBlocks plan = plan_row_blocks(time, start_i, end, stm, tdiff, freq);
+    const RowBlocks plan = plan_row_blocks(start_i, end, stm, tdiff);
     auto block_end = [&](std::size_t b) { return std::min(end, start_i + static_cast<long>(b + 1) * plan.rows); };
     auto block_first = [&](std::size_t b) { return start_i + static_cast<long>(b) * plan.rows; };
+    // Set by the worker of each block before it hands the block over.
+    std::vector<char> has_gap(plan.stm.size(), 0);
     OrderedBlocks blocks(
-        plan.stm.size(), plan.has_gap,
+        plan.stm.size(),
         [&](std::size_t b, TextBlock& text) {
             FixedColumn column(precision);
-            put_rows(text, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row);
+            bool gap = false;
+            put_rows(text, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row,
+                     &gap);
+            has_gap[b] = gap;
         },
         rows_together_threads());
     FixedColumn column(precision);
     for (std::size_t b = 0; b < plan.stm.size(); ++b) {
-        if (plan.has_gap[b])
+        const TextBlock& text = blocks.wait(b);
+        if (has_gap[b])
             put_rows(out, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row);
         else
-            out.put(blocks.wait(b).text());
+            out.put(text.text());
         blocks.done(b);
     }
     return plan.end_stm;

@@ -1,7 +1,7 @@
 // The plan of a window whose rows are formatted on several threads: the
 // window is cut into blocks of rows, each formatted apart from the others,
-// so every block needs the printed time it starts with and whether a gap
-// warning falls inside it.
+// so every block needs the printed time it starts with. Whether a gap
+// warning falls inside a block is found by the thread that formats it.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,6 @@
 struct RowBlocks {
     long rows = 0;             // rows per block (the last may have fewer)
     std::vector<double> stm;   // the running time at each block's first row
-    std::vector<bool> has_gap; // a gap warning falls on a row of the block
     double end_stm = 0;        // the running time after the last row
 };
 
@@ -35,6 +34,6 @@ bool rows_together_worthwhile(long size);
 // The blocks of rows [start_i, end): the running time starts at `stm` and
 // grows by `tdiff` per row, exactly as the rows add it one by one, so a block
 // that starts from its planned time prints the very times of a pass over all
-// rows; a gap is the warning's test between each row's time and the one
-// before it.
-RowBlocks plan_row_blocks(const TimeAxis& time, long start_i, long end, double stm, double tdiff, double freq);
+// rows. The rows' own times are not looked at: a day's plan is one chain of
+// additions, a few milliseconds before the first block can start.
+RowBlocks plan_row_blocks(long start_i, long end, double stm, double tdiff);
