@@ -693,12 +693,18 @@ TEST_F(SdsArchive, ConcurrentRunsLoseNothing) {
 // temporary file anywhere under the tree.
 TEST_F(SdsArchive, KilledRunFinishesWithTheSameCommand) {
     const std::vector<std::string> &files = suite().killed;
-    const fs::path base = work.path / "uninterrupted";
-    const auto t0 = std::chrono::steady_clock::now();
-    const child_result whole = file_into(base, files);
-    const auto duration = std::chrono::steady_clock::now() - t0;
-    ASSERT_EQ(whole.status, 0) << describe(whole);
-    expect_tree_holds(base, files, "uninterrupted");
+    // The kills are timed by the shorter of two uninterrupted runs: the
+    // first, with cold caches or beside other busy tests, can take twice as
+    // long as those that follow, which then end before their kills.
+    auto duration = std::chrono::steady_clock::duration::max();
+    for (const char *name : {"uninterrupted", "uninterrupted again"}) {
+        const fs::path base = work.path / name;
+        const auto t0 = std::chrono::steady_clock::now();
+        const child_result whole = file_into(base, files);
+        duration = std::min(duration, std::chrono::steady_clock::now() - t0);
+        ASSERT_EQ(whole.status, 0) << describe(whole);
+        expect_tree_holds(base, files, name);
+    }
     std::printf("[ note     ] the uninterrupted run took %.0f ms\n",
                 std::chrono::duration<double, std::milli>(duration).count());
 
