@@ -44,7 +44,7 @@ $(TSAN_BUILD)/CMakeCache.txt:
 # on several threads), and the
 # end-to-end cases whose outputs span many buffers (the whole conversion runs
 # threaded there) or whose miniSEED channels are packed on several threads.
-TSAN_UNIT_TESTS ?= *OutFile*:Writers*:StretchSync*:Vx24Frames*:FilterTogether*:OrderedBlocks*:RowsTogether*:OnThreads*:SdsArchive.OneRunFilesEveryRecordingOnce:SdsArchive.StagedJobsAndOneMerge
+TSAN_UNIT_TESTS ?= *OutFile*:Writers*:StretchSync*:Vx24Frames*:ConditionedChannels*:FilterTogether*:OrderedBlocks*:RowsTogether*:OnThreads*:SdsArchive.OneRunFilesEveryRecordingOnce:SdsArchive.StagedJobsAndOneMerge
 TSAN_E2E_CASES ?= *run_messages_in_order*:*run_write_error_before*:*vx24_default*:*cond_filter*:*layout_vxdat*:*mseed_channels_packed_together*
 test-tsan: $(TSAN_BUILD)/CMakeCache.txt
 	cmake --build $(TSAN_BUILD) -j $(JOBS) --target brantel brantel-fixture unit_tests e2e_tests

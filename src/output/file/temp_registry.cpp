@@ -18,15 +18,11 @@ constexpr std::size_t PATH_ROOM = 4096;
 
 enum : int { FREE = 0, FILLING = 1, LIVE = 2 };
 
-struct entry {
-    std::atomic<int> state{FREE};
-    char path[PATH_ROOM] = {};
-};
-
-// All zero at compile time: the table stays in untouched zero pages until an
-// output is entered, instead of every start of the program writing its
-// 64 pages.
-constinit entry entries[ENTRIES];
+// The states apart from the paths, and all zero at compile time: a pass over
+// the states (for a free entry, or at exit) reads one page, not one page per
+// entry, and no page of the table is written before an output is entered.
+constinit std::atomic<int> states[ENTRIES] = {};
+constinit char paths[ENTRIES][PATH_ROOM] = {};
 
 const int cleaned_signals[] = {SIGINT, SIGTERM, SIGHUP};
 
@@ -71,19 +67,19 @@ int enter_temporary(const char *path) {
     if (n >= PATH_ROOM) return -1;
     for (int i = 0; i < ENTRIES; ++i) {
         int expected = FREE;
-        if (!entries[i].state.compare_exchange_strong(expected, FILLING)) continue;
-        std::memcpy(entries[i].path, path, n + 1);
-        entries[i].state.store(LIVE);
+        if (!states[i].compare_exchange_strong(expected, FILLING)) continue;
+        std::memcpy(paths[i], path, n + 1);
+        states[i].store(LIVE);
         return i;
     }
     return -1;
 }
 
 void leave_temporary(int entry) {
-    if (entry >= 0 && entry < ENTRIES) entries[entry].state.store(FREE);
+    if (entry >= 0 && entry < ENTRIES) states[entry].store(FREE);
 }
 
 void remove_entered_temporaries() noexcept {
-    for (entry &e : entries)
-        if (e.state.load() == LIVE) ::unlink(e.path);
+    for (int i = 0; i < ENTRIES; ++i)
+        if (states[i].load() == LIVE) ::unlink(paths[i]);
 }
