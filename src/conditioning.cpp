@@ -20,6 +20,8 @@
 #include "conditioning.h"
 
 #include <cstddef>
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -126,13 +128,14 @@ bool deferrable() {
     return true;
 }
 
-// The times after the last interpolated pair, as the fill-up adds them.
-std::shared_ptr<const series_t> resampled_time_tail() {
-    const std::size_t n = time_array.size();
+// The times after the last interpolated pair of `base`, as the fill-up adds
+// them.
+std::shared_ptr<const series_t> resampled_time_tail(const TimeAxis& base) {
+    const std::size_t n = base.size();
     const double factor = static_cast<double>(upsample);
-    const double base = time_array[n - 2];
-    double t = base + (static_cast<double>(upsample - 1) / factor) * (time_array[n - 1] - base);
-    const double step = (time_array[n - 1] - time_array[n - 2]) / factor;
+    const double first = base[n - 2], last = base[n - 1];
+    double t = first + (static_cast<double>(upsample - 1) / factor) * (last - first);
+    const double step = (last - first) / factor;
     auto tail = std::make_shared<series_t>();
     for (long j = 0; j < upsample; ++j) {
         t = t + step;
@@ -142,13 +145,13 @@ std::shared_ptr<const series_t> resampled_time_tail() {
 }
 
 // Says the words of resampling and filtering and sets what they set, while
-// the values are computed as the rows are written.
-deferred_conditioning deferred_steps() {
-    deferred_conditioning deferred{std::make_shared<const ConditionedChannels>(data, upsample, need_filter),
-                                   TimeAxis(time_array)};
+// `channels` computes the values as the rows are written; `base` is the time
+// axis before resampling.
+deferred_conditioning deferred_steps(std::shared_ptr<const ConditionedChannels> channels, const TimeAxis& base) {
+    deferred_conditioning deferred{std::move(channels), base};
     if (upsample != 0) {
         if (!quiet) std::printf("Resampling %ld ... ", upsample);
-        deferred.times = TimeAxis(time_array, static_cast<std::size_t>(upsample), resampled_time_tail());
+        deferred.times = TimeAxis(base, static_cast<std::size_t>(upsample), resampled_time_tail(base));
         samples *= upsample;
         end_step("done\n");
     }
@@ -158,6 +161,69 @@ deferred_conditioning deferred_steps() {
         end_step("done.\n");
     }
     return deferred;
+}
+
+// What one pass over the frames of a file read in place gives: each
+// channel's sum, added in order from 0.0 as the offset removal adds its
+// series, and its largest count.
+struct frame_totals {
+    std::vector<double> sum;
+    std::vector<double> largest;
+};
+
+frame_totals add_up_frames(const VxFil::vx24_frames& frames) {
+    const std::size_t channels = frames.channels();
+    frame_totals totals{std::vector<double>(channels, 0.0), std::vector<double>(channels, 0.0)};
+    constexpr std::uint64_t STRETCH = 65536;
+    std::vector<std::int32_t> counts;
+    for (std::uint64_t first = 0; first < frames.frames(); first += STRETCH) {
+        const std::uint64_t n = std::min(STRETCH, frames.frames() - first);
+        counts.resize(static_cast<std::size_t>(n) * channels);
+        frames.read(first, static_cast<std::size_t>(n), counts.data());
+        for (std::size_t k = 0; k < counts.size(); ++k) {
+            const std::size_t c = k % channels;
+            const double v = counts[k];
+            totals.sum[c] += v;
+            if ((first == 0 && k < channels) || v > totals.largest[c]) totals.largest[c] = v;
+        }
+    }
+    return totals;
+}
+
+// The whole chain on the frames of a vx24 file read in place (at least two
+// whole frames and nothing after them), with its words in their order: the
+// offsets and the max from one pass over the frames, the scale, and the
+// rest left to the rows. Subtracting a channel's mean keeps its counts in
+// their order, so its largest value after the offset removal is its largest
+// count minus the mean, the very number the pass over the series finds.
+deferred_conditioning conditioned_in_place(const frames_in_place& in_place) {
+    const VxFil::vx24_frames& frames = *in_place.frames;
+    if (upsample != 0) check_upsample_factor(samples, upsample); // before any work or output
+    const frame_totals totals = add_up_frames(frames);
+    const double n = static_cast<double>(frames.frames());
+    count_steps steps;
+    if (remove_offset) {
+        say("Removing offset...");
+        for (double sum : totals.sum)
+            steps.means.push_back(sum / n);
+        end_step("done\n");
+    }
+    say("Finding max...");
+    double max = 0.0;
+    for (std::size_t c = 0; c < totals.largest.size(); ++c) {
+        const double largest = remove_offset ? totals.largest[c] - steps.means[c] : totals.largest[c];
+        if (largest > max) max = largest;
+    }
+    end_step("done\n");
+    if (global_scale == 0) global_scale = choose_scale(max);
+    if (global_scale != 1) {
+        if (!quiet) std::printf("Scaling %ld ... ", global_scale);
+        steps.factor = static_cast<double>(global_scale);
+        end_step("done\n");
+    }
+    return deferred_steps(
+        std::make_shared<const ConditionedChannels>(in_place.frames, std::move(steps), upsample, need_filter),
+        in_place.times);
 }
 
 // Fills the resampled series up to samples entries (see the top of the file).
@@ -175,7 +241,15 @@ void fill_up_after_resampling(const resample_tail& tail, bool time_was_empty,
 
 } // namespace
 
-std::optional<deferred_conditioning> condition_series(bool may_defer) {
+bool conditioning_asked() { return remove_offset || global_scale != 1 || upsample != 0 || need_filter; }
+
+bool conditioning_in_place_possible(std::uint64_t frames, std::uint64_t left_over) {
+    return !conditioning_asked() ||
+           (frames >= 2 && left_over == 0 && upsample >= 0 && upsample <= DEFERRED_FACTOR_MAX);
+}
+
+std::optional<deferred_conditioning> condition_series(bool may_defer, const frames_in_place* in_place) {
+    if (in_place != nullptr && conditioning_asked()) return conditioned_in_place(*in_place);
     const bool resampling = upsample != 0;
     std::vector<bool> channel_was_empty;
     if (resampling) {
@@ -199,7 +273,9 @@ std::optional<deferred_conditioning> condition_series(bool may_defer) {
     if (global_scale != 1) {
         scaling_step();
     }
-    if ((resampling || need_filter) && may_defer && deferrable()) return deferred_steps();
+    if ((resampling || need_filter) && may_defer && deferrable())
+        return deferred_steps(std::make_shared<const ConditionedChannels>(data, upsample, need_filter),
+                              TimeAxis(time_array));
     resample_tail tail;
     if (resampling) {
         tail = resampling_step();

@@ -49,8 +49,10 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
     if (plot && !names.empty()) check_plot_channels(names.front(), data.size());
     // Four columns read each row's values once, in order, so their
     // resampling and filtering can wait for the rows; a picture reads the
-    // whole series.
-    if (std::optional<deferred_conditioning> deferred = condition_series(output_type == OT_FOURCOLUMNS && !plot)) {
+    // whole series. A file read in place is conditioned on its frames.
+    const frames_in_place in_place{st.frames, st.times};
+    if (std::optional<deferred_conditioning> deferred =
+            condition_series(output_type == OT_FOURCOLUMNS && !plot, st.frames ? &in_place : nullptr)) {
         st.conditioned = deferred->channels;
         st.times = deferred->times;
     }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "conditioning.h"
 #include "run_state.h"
 #include "series.h"
 #include "settings.h"
@@ -95,24 +96,27 @@ void append_channels(VxFil::Vxfil_Base& rec) {
                    });
 }
 
-// One vx24 file written to four columns with its samples as they are needs
-// no series of its samples: each stretch of rows reads its frames from the
-// file as it is written, so that a day's file never fills some 60 MB of
-// fresh memory before its first row (see vx24_frames). Whatever looks at
-// whole series first (offset removal, scaling, resampling, filtering, a
-// picture, the facts of a recording, the other layouts) reads the file
-// into the series as before.
-bool samples_read_in_place(const std::vector<std::filesystem::path>& names) {
-    return names.size() == 1 && output_type == OT_FOURCOLUMNS && !remove_offset && global_scale == 1 &&
-           upsample == 0 && !need_filter && !plot && facts_directory == nullptr && catalog_directory == nullptr &&
-           VxFil::regular_vx24_file(names.front().c_str()); // a regular file: never a pipe
+// One vx24 file written to four columns needs no series of its samples:
+// each stretch of rows reads its frames from the file as it is written, so
+// that a day's file never fills some 60 MB of fresh memory before its first
+// row (see vx24_frames). Offset removal, scaling, resampling and filtering
+// are then done on the frames as the rows are written, when the file allows
+// (see conditioning_in_place_possible). Whatever looks at whole series (a
+// picture, the facts of a recording, the other layouts) reads the file into
+// the series as before. Returns the frames, or null to read the file whole.
+std::shared_ptr<const VxFil::vx24_frames> frames_read_in_place(const std::vector<std::filesystem::path>& names) {
+    if (names.size() != 1 || output_type != OT_FOURCOLUMNS || plot || facts_directory != nullptr ||
+        catalog_directory != nullptr || (conditioning_asked() && !conditioning_in_place_possible(2, 0)) ||
+        !VxFil::regular_vx24_file(names.front().c_str())) // a regular file: never a pipe
+        return nullptr;
+    auto frames = std::make_shared<const VxFil::vx24_frames>(names.front().c_str());
+    if (!conditioning_in_place_possible(frames->frames(), frames->layout().left_over)) return nullptr;
+    return frames;
 }
 
 // The recording without its samples, which st.frames then reads in place.
 std::unique_ptr<VxFil::Vxfil_Base> open_in_place(const std::filesystem::path& path, run_state& st) {
-    auto frames = std::make_shared<const VxFil::vx24_frames>(path.c_str());
-    st.frames = frames;
-    return std::make_unique<VxFil::VXFIL24>(frames->layout(), path.c_str());
+    return std::make_unique<VxFil::VXFIL24>(st.frames->layout(), path.c_str());
 }
 
 void remember_input(const std::filesystem::path& path, run_state& st) {
@@ -126,7 +130,8 @@ void load_recordings(const std::vector<std::filesystem::path>& names, run_state&
     // One file: its time axis is taken over whole, not copied. Several:
     // every series reserves the room of all of them at once.
     const std::size_t planned = names.size() > 1 ? planned_samples(names) : 0;
-    const bool in_place = samples_read_in_place(names);
+    st.frames = frames_read_in_place(names);
+    const bool in_place = st.frames != nullptr;
     if (!in_place) {
         VxFil::reserve_huge(time_array, MAXSIZE);
         reserve_planned(time_array, planned);

@@ -1,6 +1,6 @@
 // The times of a run's samples as the writers and the window read them: the
 // time series in memory; the regular axis of a vx24 file whose frames are
-// read in place; or the time series as resampling would have filled it. The
+// read in place; or either of them as resampling would have filled it. The
 // last two are computed when asked. A vx24 reader would write out the time of
 // sample k as vx24_sample_time(start, rate, k), and resampling a day at 20 Hz
 // by four would fill 55 MB of fresh memory, before the first row is written.
@@ -23,16 +23,17 @@ class TimeAxis {
     TimeAxis(const series_t &times) : m_series(&times) {} // NOLINT: a series is an axis
     // k / rate + start for k below size.
     TimeAxis(double start, double rate, std::size_t size) : m_start(start), m_rate(rate), m_size(size) {}
-    // The series `times` (at least two times, outliving the axis) resampled
-    // by `up`: time i * up + j is times[i] + (j / up) * (times[i + 1] -
-    // times[i]) while i + 1 < times.size(), the very expression of the
-    // resampling step; the `up` times after those are `tail`.
-    TimeAxis(const series_t &times, std::size_t up, std::shared_ptr<const series_t> tail)
-        : m_series(&times), m_up(up), m_tail(std::move(tail)), m_size(times.size() * up) {}
+    // The times of `base` (at least two, in seconds) resampled by `up`: time
+    // i * up + j is base[i] + (j / up) * (base[i + 1] - base[i]) while
+    // i + 1 < base.size(), the very expression of the resampling step; the
+    // `up` times after those are `tail`.
+    TimeAxis(const TimeAxis &base, std::size_t up, std::shared_ptr<const series_t> tail)
+        : m_base(std::make_shared<const TimeAxis>(base)), m_up(up), m_tail(std::move(tail)),
+          m_size(base.size() * up) {}
 
     double operator[](std::size_t k) const {
         if (in_series()) return (*m_series)[k];
-        const double t = m_series != nullptr ? resampled_time(k) : VxFil::vx24_sample_time(m_start, m_rate, k);
+        const double t = m_base != nullptr ? resampled_time(k) : VxFil::vx24_sample_time(m_start, m_rate, k);
         return m_converted ? time_convert(t) : t;
     }
     std::size_t size() const { return in_series() ? m_series->size() : m_size; }
@@ -41,7 +42,7 @@ class TimeAxis {
 
     // The times are those of the series in memory, which the run converts
     // to its time unit in place.
-    bool in_series() const { return m_series != nullptr && m_up == 0; }
+    bool in_series() const { return m_series != nullptr; }
     // The run has converted its times to its time unit (time_convert): a
     // series has been converted in place, computed times convert from now.
     void times_converted() {
@@ -51,15 +52,16 @@ class TimeAxis {
   private:
     double resampled_time(std::size_t k) const {
         const std::size_t i = k / m_up, j = k % m_up;
-        if (i + 1 < m_series->size()) {
-            const double base = (*m_series)[i];
-            return base + (static_cast<double>(j) / static_cast<double>(m_up)) * ((*m_series)[i + 1] - base);
+        if (i + 1 < m_base->size()) {
+            const double base = (*m_base)[i];
+            return base + (static_cast<double>(j) / static_cast<double>(m_up)) * ((*m_base)[i + 1] - base);
         }
-        return (*m_tail)[k - (m_series->size() - 1) * m_up];
+        return (*m_tail)[k - (m_base->size() - 1) * m_up];
     }
 
     const series_t *m_series = nullptr;
-    std::size_t m_up = 0; // resampled by this factor; 0: as it is
+    std::shared_ptr<const TimeAxis> m_base; // the axis resampled, or null
+    std::size_t m_up = 0;                   // the factor of the resampling
     std::shared_ptr<const series_t> m_tail;
     double m_start = 0.0;
     double m_rate = 1.0;

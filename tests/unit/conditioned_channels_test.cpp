@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <random>
 #include <string>
@@ -22,6 +24,7 @@
 #include "settings.h"
 #include "temp_dir.h"
 #include "vx24_fixture.h"
+#include "vxfil/vx24_frames.h"
 
 namespace {
 
@@ -88,15 +91,15 @@ TEST_F(ConditionedChannelsTest, StretchesAreTheWholeSeriesValues) {
                 const ConditionedChannels deferred(inputs, up, filtered);
                 ASSERT_EQ(deferred.channels(), 2u);
                 ASSERT_EQ(deferred.rows(), whole.front().size()) << up << " " << n;
-                for (std::size_t c = 0; c < 2; ++c) {
-                    const std::vector<std::size_t> cuts = random_cuts(deferred.rows(), rng);
-                    for (std::size_t p = 0; p + 1 < cuts.size(); ++p) {
-                        std::vector<double> got(cuts[p + 1] - cuts[p]);
-                        deferred.fill(c, cuts[p], got.size(), got.data());
-                        for (std::size_t k = 0; k < got.size(); ++k)
-                            ASSERT_TRUE(same_bits(got[k], whole[c][cuts[p] + k]))
+                const std::vector<std::size_t> cuts = random_cuts(deferred.rows(), rng);
+                for (std::size_t p = 0; p + 1 < cuts.size(); ++p) {
+                    const std::size_t count = cuts[p + 1] - cuts[p];
+                    std::vector<double> got(2 * count);
+                    deferred.fill(cuts[p], count, got.data());
+                    for (std::size_t c = 0; c < 2; ++c)
+                        for (std::size_t k = 0; k < count; ++k)
+                            ASSERT_TRUE(same_bits(got[c * count + k], whole[c][cuts[p] + k]))
                                 << "up " << up << " filtered " << filtered << " n " << n << " row " << cuts[p] + k;
-                    }
                 }
             }
         }
@@ -171,12 +174,13 @@ TEST_F(ConditionedChannelsTest, DeferredChainIsTheWholeChain) {
             for (std::size_t k = 0; k < whole_times.size(); ++k)
                 ASSERT_TRUE(same_bits(d->times[k], whole_times[k])) << up << " time " << k;
             ASSERT_EQ(d->channels->rows(), whole_times.size());
-            for (std::size_t c = 0; c < 3; ++c) {
-                std::vector<double> got(d->channels->rows());
-                d->channels->fill(c, 0, got.size(), got.data());
-                for (std::size_t k = 0; k < got.size(); ++k)
-                    ASSERT_TRUE(same_bits(got[k], whole_values[c][k])) << up << " channel " << c << " row " << k;
-            }
+            const std::size_t rows = d->channels->rows();
+            std::vector<double> got(3 * rows);
+            d->channels->fill(0, rows, got.data());
+            for (std::size_t c = 0; c < 3; ++c)
+                for (std::size_t k = 0; k < rows; ++k)
+                    ASSERT_TRUE(same_bits(got[c * rows + k], whole_values[c][k]))
+                        << up << " channel " << c << " row " << k;
         }
     }
 
@@ -201,11 +205,61 @@ TEST_F(ConditionedChannelsTest, DeferredChainIsTheWholeChain) {
     EXPECT_FALSE(deferred_for({}, 2, 4));
 }
 
-// The four-column conversion defers the steps; with --plot the run draws
-// whole series and conditions them whole first. Both write the same bytes
-// and say the same, over windows that cut the blocks of rows formatted
-// together at odd places, snippets, every time unit, text recordings
-// appended, and channels of unequal length that are never deferred.
+// The frames of a vx24 file read in place, each count taken through the
+// offset and scale, give the values of the series that hold those counts
+// with the offset removed and the scale applied.
+TEST_F(ConditionedChannelsTest, FramesInPlaceAreTheSeriesOfTheirCounts) {
+    temp_dir d;
+    std::mt19937_64 rng(34);
+    for (int round = 0; round < 12; ++round) {
+        fixtures::vx24_params p;
+        p.channels = 1 + static_cast<int>(rng() % 4);
+        p.samples = 2 + rng() % 3000;
+        p.wave.wave = "noise";
+        const std::string path = d.file("r.vx24").string();
+        fixtures::write_file(path, fixtures::make_vx24(p));
+        auto frames = std::make_shared<const VxFil::vx24_frames>(path.c_str());
+        const std::size_t n = static_cast<std::size_t>(frames->frames()), channels = frames->channels();
+        std::vector<std::int32_t> counts(n * channels);
+        frames->read(0, n, counts.data());
+        count_steps steps;
+        if (round % 2 == 0)
+            for (std::size_t c = 0; c < channels; ++c)
+                steps.means.push_back(static_cast<double>(rng() % 20001) / 7.0 - 1000.0);
+        steps.factor = round % 3 == 0 ? 1.0 : static_cast<double>(1 + rng() % 64);
+        std::vector<series_t> series(channels);
+        for (std::size_t c = 0; c < channels; ++c)
+            for (std::size_t k = 0; k < n; ++k) {
+                double v = counts[k * channels + c];
+                if (!steps.means.empty()) v -= steps.means[c];
+                if (steps.factor != 1.0) v *= steps.factor;
+                series[c].push_back(v);
+            }
+        const long up = static_cast<long>(rng() % 6);
+        const bool filtered = rng() % 2 == 0;
+        const ConditionedChannels from_series(series, up, filtered);
+        const ConditionedChannels from_frames(frames, steps, up, filtered);
+        ASSERT_EQ(from_frames.rows(), from_series.rows());
+        ASSERT_EQ(from_frames.channels(), channels);
+        const std::vector<std::size_t> cuts = random_cuts(from_series.rows(), rng);
+        for (std::size_t q = 0; q + 1 < cuts.size(); ++q) {
+            const std::size_t count = cuts[q + 1] - cuts[q];
+            std::vector<double> a(channels * count), b(channels * count);
+            from_series.fill(cuts[q], count, a.data());
+            from_frames.fill(cuts[q], count, b.data());
+            for (std::size_t k = 0; k < a.size(); ++k)
+                ASSERT_TRUE(same_bits(a[k], b[k])) << "round " << round << " stretch at " << cuts[q];
+        }
+    }
+}
+
+// The four-column conversion defers the steps (a single vx24 file reading
+// its frames in place); with --plot the run draws whole series and
+// conditions them whole first. Both write the same bytes and say the same,
+// over windows that cut the blocks of rows formatted together at odd places,
+// snippets, every time unit, offset removal and scales, text recordings
+// appended, and the files and factors that are never deferred (channels of
+// unequal length, a single frame, factors out of range or over 65,536).
 TEST(ConditionedChannelsRun, DeferredRowsAreTheRowsOfTheWholeChain) {
     temp_dir d;
     fixtures::vx24_params day;
@@ -224,6 +278,9 @@ TEST(ConditionedChannelsRun, DeferredRowsAreTheRowsOfTheWholeChain) {
         a += t + " " + std::to_string(k * 3 % 101) + " " + std::to_string(-k) + " 7\n";
         b += std::to_string(1500000400 + k) + ".00 " + std::to_string(k % 13) + " 1 " + std::to_string(k) + "\n";
     }
+    fixtures::vx24_params one = day;
+    one.samples = 1;
+    fixtures::write_file(d.file("one.vx24").string(), fixtures::make_vx24(one));
     fixtures::write_file(d.file("a.tm4").string(), a);
     fixtures::write_file(d.file("b.tm4").string(), b);
     const std::vector<std::vector<std::string>> cases = {
@@ -241,6 +298,15 @@ TEST(ConditionedChannelsRun, DeferredRowsAreTheRowsOfTheWholeChain) {
         {"-u", "4", "-f", "--minutes", "-c", "-s", "00:11", "-l", "5000", "day.vx24"},
         {"-u", "4", "-f", "-c", "a.tm4", "b.tm4"},
         {"-u", "4", "-f", "odd.vx24"},
+        {"-o", "odd.vx24"},
+        {"-o", "day.vx24"},
+        {"-z", "0", "day.vx24"},
+        {"-z", "3", "-u", "2", "-l", "30000", "day.vx24"},
+        {"-o", "-z", "0", "-f", "--minutes", "day.vx24"},
+        {"-u", "4", "-f", "one.vx24"},
+        {"-u", "65536", "day.vx24"},
+        {"-u", "-3", "-f", "day.vx24"},
+        {"-u", "65537", "-l", "100", "day.vx24"},
     };
     for (const std::vector<std::string> &args : cases) {
         std::string what;

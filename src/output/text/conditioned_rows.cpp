@@ -11,8 +11,7 @@ void compute_conditioned_stretch(const ConditionedChannels &channels, std::size_
     held.serial = 0;
     const std::size_t count = std::min(rows_per_stretch(), channels.rows() - k);
     held.values.resize(count * channels.channels());
-    for (std::size_t c = 0; c < channels.channels(); ++c)
-        channels.fill(c, k, count, held.values.data() + c * count);
+    channels.fill(k, count, held.values.data());
     held.serial = channels.serial();
     held.first = k;
     held.count = count;

@@ -35,5 +35,5 @@ bool rows_together_worthwhile(long size);
 // grows by `tdiff` per row, exactly as the rows add it one by one, so a block
 // that starts from its planned time prints the very times of a pass over all
 // rows. The rows' own times are not looked at: a day's plan is one chain of
-// additions, a few milliseconds before the first block can start.
+// additions, about a millisecond before the first block can start.
 RowBlocks plan_row_blocks(long start_i, long end, double stm, double tdiff);
