@@ -4,6 +4,7 @@
 #include <atomic>
 #include <utility>
 
+#include "conditioning_steps.h"
 #include "filter.h"
 
 namespace {
@@ -36,12 +37,10 @@ ConditionedChannels::ConditionedChannels(std::shared_ptr<const VxFil::vx24_frame
 }
 
 void ConditionedChannels::lay_out(std::size_t n, long up) {
-    m_inputs = n;
     m_up = static_cast<std::size_t>(up);
     m_rows = m_up == 0 ? n : n * m_up;
     m_computed = m_up == 0 ? n : (n - 1) * m_up;
-    for (std::size_t j = 0; j < m_up; ++j)
-        m_fraction.push_back(static_cast<double>(j) / static_cast<double>(m_up));
+    m_fraction = resampling_fractions(up);
 }
 
 double ConditionedChannels::input_of_count(std::int32_t count, std::size_t ch) const {
@@ -83,9 +82,7 @@ void ConditionedChannels::interpolate(const input_view &in, std::size_t from, st
     }
     std::size_t i = from / m_up - in.first, j = from % m_up;
     for (std::size_t k = from; k < to; ++k) {
-        const double base = x[i];
-        const double d = x[i + 1] - base;
-        *out++ = base + m_fraction[j] * d;
+        *out++ = interpolated(x[i], x[i + 1], m_fraction[j]);
         if (++j == m_up) {
             j = 0;
             ++i;

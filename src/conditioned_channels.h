@@ -73,7 +73,6 @@ class ConditionedChannels {
     std::shared_ptr<const VxFil::vx24_frames> m_frames;
     count_steps m_steps;
     std::size_t m_channels = 0;
-    std::size_t m_inputs = 0; // n
     std::size_t m_up = 0;     // 0: not resampled
     bool m_filtered = false;
     std::size_t m_rows = 0;

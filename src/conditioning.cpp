@@ -45,29 +45,62 @@ void end_step(const char* words) {
     std::fflush(stdout);
 }
 
-void offset_step() {
+// The words of each step around its work: the same words whether the work
+// is done on the whole series, on the frames of a file read in place, or
+// left to the rows.
+template <class Work> void removing_offset(Work&& work) {
     say("Removing offset...");
-    for (series_t& values : data) {
-        remove_series_offset(values);
-    }
+    work();
     end_step("done\n");
 }
 
-double max_step() {
+template <class Work> double finding_max(Work&& work) {
     say("Finding max...");
-    const double max = max_over_series(data);
+    const double max = work();
     end_step("done\n");
     return max;
 }
 
-void scaling_step() {
+template <class Work> void scaling(Work&& work) {
     if (!quiet) {
         std::printf("Scaling %ld ... ", global_scale);
     }
-    for (series_t& values : data) {
-        scale_series(values, global_scale);
-    }
+    work();
     end_step("done\n");
+}
+
+template <class Work> void resampling(Work&& work) {
+    if (!quiet) {
+        std::printf("Resampling %ld ... ", upsample);
+    }
+    work();
+    end_step("done\n");
+}
+
+template <class Work> void filtering(Work&& work) {
+    say("Filtering...");
+    work();
+    end_step("done.\n");
+}
+
+void offset_step() {
+    removing_offset([] {
+        for (series_t& values : data) {
+            remove_series_offset(values);
+        }
+    });
+}
+
+double max_step() {
+    return finding_max([] { return max_over_series(data); });
+}
+
+void scaling_step() {
+    scaling([] {
+        for (series_t& values : data) {
+            scale_series(values, global_scale);
+        }
+    });
 }
 
 // What the fill-up after the chain needs from the series before resampling.
@@ -78,38 +111,35 @@ struct resample_tail {
 };
 
 resample_tail resampling_step() {
-    if (!quiet) {
-        std::printf("Resampling %ld ... ", upsample);
-    }
     resample_tail tail;
-    tail.last_values.reserve(data.size());
-    for (const series_t& values : data) {
-        tail.last_values.push_back(values.empty() ? 0.0 : values.back());
-    }
-    const std::size_t n = time_array.size();
-    if (n > 0) {
-        tail.first_time = time_array[0];
-    }
-    if (n > 1) {
-        tail.time_step = (time_array[n - 1] - time_array[n - 2]) / static_cast<double>(upsample);
-    }
-    // Every channel and the time axis at once, each on a core of its own:
-    // the resampled series are large and fresh, and the kernel zeroes their
-    // pages as they are first written, which costs more than the arithmetic.
-    const std::size_t series = data.size() + 1;
-    run_on_threads(series, threads_for(series), [&](std::size_t k) {
-        series_t& values = k < data.size() ? data[k] : time_array;
-        values = resample_series(values, upsample);
+    resampling([&] {
+        tail.last_values.reserve(data.size());
+        for (const series_t& values : data) {
+            tail.last_values.push_back(values.empty() ? 0.0 : values.back());
+        }
+        const std::size_t n = time_array.size();
+        if (n > 0) {
+            tail.first_time = time_array[0];
+        }
+        if (n > 1) {
+            tail.time_step = (time_array[n - 1] - time_array[n - 2]) / static_cast<double>(upsample);
+        }
+        // Every channel and the time axis at once, each on a core of its own:
+        // the resampled series are large and fresh, and the kernel zeroes
+        // their pages as they are first written, which costs more than the
+        // arithmetic.
+        const std::size_t series = data.size() + 1;
+        run_on_threads(series, threads_for(series), [&](std::size_t k) {
+            series_t& values = k < data.size() ? data[k] : time_array;
+            values = resample_series(values, upsample);
+        });
+        samples *= upsample;
     });
-    samples *= upsample;
-    end_step("done\n");
     return tail;
 }
 
 void filtering_step() {
-    say("Filtering...");
-    filter_all_series(data);
-    end_step("done.\n");
+    filtering([] { filter_all_series(data); });
 }
 
 // Largest factor whose resampling is left to the rows: the times after the
@@ -118,11 +148,14 @@ void filtering_step() {
 // whole series as before.
 constexpr long DEFERRED_FACTOR_MAX = 65536;
 
+// Whether the rows resample by the run's factor (0: no resampling).
+bool rows_resample_the_factor() { return upsample >= 0 && upsample <= DEFERRED_FACTOR_MAX; }
+
 // Whether resampling and filtering can be left to the rows: every channel
 // as long as the time axis, with a pair of samples to interpolate between.
 bool deferrable() {
     const std::size_t n = time_array.size();
-    if (n < 2 || data.empty() || static_cast<long>(n) != samples || upsample > DEFERRED_FACTOR_MAX) return false;
+    if (n < 2 || data.empty() || static_cast<long>(n) != samples || !rows_resample_the_factor()) return false;
     for (const series_t& values : data)
         if (values.size() != n) return false;
     return true;
@@ -134,7 +167,7 @@ std::shared_ptr<const series_t> resampled_time_tail(const TimeAxis& base) {
     const std::size_t n = base.size();
     const double factor = static_cast<double>(upsample);
     const double first = base[n - 2], last = base[n - 1];
-    double t = first + (static_cast<double>(upsample - 1) / factor) * (last - first);
+    double t = interpolated(first, last, static_cast<double>(upsample - 1) / factor);
     const double step = (last - first) / factor;
     auto tail = std::make_shared<series_t>();
     for (long j = 0; j < upsample; ++j) {
@@ -150,16 +183,12 @@ std::shared_ptr<const series_t> resampled_time_tail(const TimeAxis& base) {
 deferred_conditioning deferred_steps(std::shared_ptr<const ConditionedChannels> channels, const TimeAxis& base) {
     deferred_conditioning deferred{std::move(channels), base};
     if (upsample != 0) {
-        if (!quiet) std::printf("Resampling %ld ... ", upsample);
-        deferred.times = TimeAxis(base, static_cast<std::size_t>(upsample), resampled_time_tail(base));
-        samples *= upsample;
-        end_step("done\n");
+        resampling([&] {
+            deferred.times = TimeAxis(base, static_cast<std::size_t>(upsample), resampled_time_tail(base));
+            samples *= upsample;
+        });
     }
-    if (need_filter) {
-        say("Filtering...");
-        deferred.channels->leave_filter_state();
-        end_step("done.\n");
-    }
+    if (need_filter) filtering([&] { deferred.channels->leave_filter_state(); });
     return deferred;
 }
 
@@ -203,24 +232,21 @@ deferred_conditioning conditioned_in_place(const frames_in_place& in_place) {
     const double n = static_cast<double>(frames.frames());
     count_steps steps;
     if (remove_offset) {
-        say("Removing offset...");
-        for (double sum : totals.sum)
-            steps.means.push_back(sum / n);
-        end_step("done\n");
+        removing_offset([&] {
+            for (double sum : totals.sum)
+                steps.means.push_back(sum / n);
+        });
     }
-    say("Finding max...");
-    double max = 0.0;
-    for (std::size_t c = 0; c < totals.largest.size(); ++c) {
-        const double largest = remove_offset ? totals.largest[c] - steps.means[c] : totals.largest[c];
-        if (largest > max) max = largest;
-    }
-    end_step("done\n");
+    const double max = finding_max([&] {
+        double largest_of_all = 0.0;
+        for (std::size_t c = 0; c < totals.largest.size(); ++c) {
+            const double largest = remove_offset ? totals.largest[c] - steps.means[c] : totals.largest[c];
+            if (largest > largest_of_all) largest_of_all = largest;
+        }
+        return largest_of_all;
+    });
     if (global_scale == 0) global_scale = choose_scale(max);
-    if (global_scale != 1) {
-        if (!quiet) std::printf("Scaling %ld ... ", global_scale);
-        steps.factor = static_cast<double>(global_scale);
-        end_step("done\n");
-    }
+    if (global_scale != 1) scaling([&] { steps.factor = static_cast<double>(global_scale); });
     return deferred_steps(
         std::make_shared<const ConditionedChannels>(in_place.frames, std::move(steps), upsample, need_filter),
         in_place.times);
@@ -245,7 +271,7 @@ bool conditioning_asked() { return remove_offset || global_scale != 1 || upsampl
 
 bool conditioning_in_place_possible(std::uint64_t frames, std::uint64_t left_over) {
     return !conditioning_asked() ||
-           (frames >= 2 && left_over == 0 && upsample >= 0 && upsample <= DEFERRED_FACTOR_MAX);
+           (frames >= 2 && left_over == 0 && rows_resample_the_factor());
 }
 
 std::optional<deferred_conditioning> condition_series(bool may_defer, const frames_in_place* in_place) {

@@ -66,6 +66,15 @@ void check_upsample_factor(long count, long up) {
     }
 }
 
+std::vector<double> resampling_fractions(long up) {
+    // Each computed once as the same division, so every interpolated value
+    // keeps its digits.
+    std::vector<double> fraction;
+    for (long j = 0; j < up; ++j)
+        fraction.push_back(static_cast<double>(j) / static_cast<double>(up));
+    return fraction;
+}
+
 series_t resample_series(const series_t& values, long up) {
     const long n = static_cast<long>(values.size());
     check_upsample_factor(n, up);
@@ -76,18 +85,12 @@ series_t resample_series(const series_t& values, long up) {
     // Room for the full count of n * up, which the extension after the
     // chain fills up to; the series is large and fresh, so on huge pages.
     VxFil::reserve_huge(out, static_cast<std::size_t>(n * up));
-    // The fractions j / up, each computed once as the same division, so every
-    // interpolated value keeps its digits.
-    const double factor = static_cast<double>(up);
-    std::vector<double> fraction(static_cast<std::size_t>(up));
-    for (long j = 0; j < up; ++j) {
-        fraction[static_cast<std::size_t>(j)] = static_cast<double>(j) / factor;
-    }
+    const std::vector<double> fraction = resampling_fractions(up);
     for (long i = 0; i + 1 < n; ++i) {
         const double base = values[static_cast<std::size_t>(i)];
-        const double d = values[static_cast<std::size_t>(i + 1)] - base;
+        const double next = values[static_cast<std::size_t>(i + 1)];
         for (const double f : fraction) {
-            out.push_back(base + f * d);
+            out.push_back(interpolated(base, next, f));
         }
     }
     return out;

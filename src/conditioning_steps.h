@@ -30,6 +30,16 @@ void scale_series(series_t& values, long scale);
 // unless up >= 1 and count * up stays within MAX_RESAMPLED (count >= 0).
 void check_upsample_factor(long count, long up);
 
+// The value the fraction f of the way from a to b, as resampling computes
+// it: a + f * (b - a). Values and times interpolated apart (whole series,
+// stretches of rows, single times) all take this expression, so they are
+// the same numbers.
+inline double interpolated(double a, double b, double f) { return a + f * (b - a); }
+
+// The fractions j / up of resampling by up, j = 0 .. up-1, each the same
+// division (none for up <= 0).
+std::vector<double> resampling_fractions(long up);
+
 // Linear interpolation by the factor up: for every consecutive pair
 // (v[i], v[i+1]) the values v[i] + (j / up) * (v[i+1] - v[i]), j = 0 .. up-1.
 // The last value starts no pair, so the result holds (n - 1) * up values

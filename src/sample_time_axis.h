@@ -12,6 +12,7 @@
 #include <memory>
 #include <utility>
 
+#include "conditioning_steps.h"
 #include "series.h"
 #include "vxfil/vxfil24.h"
 
@@ -52,10 +53,8 @@ class TimeAxis {
   private:
     double resampled_time(std::size_t k) const {
         const std::size_t i = k / m_up, j = k % m_up;
-        if (i + 1 < m_base->size()) {
-            const double base = (*m_base)[i];
-            return base + (static_cast<double>(j) / static_cast<double>(m_up)) * ((*m_base)[i + 1] - base);
-        }
+        if (i + 1 < m_base->size())
+            return interpolated((*m_base)[i], (*m_base)[i + 1], static_cast<double>(j) / static_cast<double>(m_up));
         return (*m_tail)[k - (m_base->size() - 1) * m_up];
     }
 
