@@ -15,11 +15,13 @@
 #include <vector>
 
 #include "child_process.h"
+#include "same_with_plot.h"
 #include "conditioned_channels.h"
 #include "conditioning.h"
 #include "conditioning_steps.h"
 #include "filter.h"
 #include "fixture_registry.h"
+#include "fresh_run_test.h"
 #include "series.h"
 #include "settings.h"
 #include "temp_dir.h"
@@ -65,18 +67,7 @@ std::vector<std::size_t> random_cuts(std::size_t rows, std::mt19937_64 &rng) {
     return cuts;
 }
 
-class ConditionedChannelsTest : public ::testing::Test {
-  protected:
-    void SetUp() override { reset_all(); }
-    void TearDown() override { reset_all(); }
-    static void reset_all() {
-        reset_settings();
-        data.clear();
-        time_array.clear();
-        samples = 0;
-        reset_filter_state_for_tests();
-    }
-};
+class ConditionedChannelsTest : public FreshRunTest {};
 
 } // namespace
 
@@ -308,32 +299,5 @@ TEST(ConditionedChannelsRun, DeferredRowsAreTheRowsOfTheWholeChain) {
         {"-u", "-3", "-f", "day.vx24"},
         {"-u", "65537", "-l", "100", "day.vx24"},
     };
-    for (const std::vector<std::string> &args : cases) {
-        std::string what;
-        for (const std::string &arg : args)
-            what += arg + " ";
-        const child_result deferred = run_child(d.path, BRANTEL_BIN, args);
-        std::vector<std::string> outputs;
-        for (const auto &e : fs::directory_iterator(d.path))
-            if (e.path().extension() != ".vx24" && e.path().filename() != "a.tm4" &&
-                e.path().filename() != "b.tm4" && e.path().filename() != "logfile")
-                outputs.push_back(e.path().filename().string());
-        std::vector<std::string> kept;
-        for (const std::string &o : outputs) {
-            kept.push_back(file_bytes(d.file(o)));
-            fs::remove(d.file(o));
-        }
-        std::vector<std::string> whole_args = {"--plot"};
-        whole_args.insert(whole_args.end(), args.begin(), args.end());
-        const child_result whole = run_child(d.path, BRANTEL_BIN, whole_args);
-        EXPECT_EQ(deferred.status, whole.status) << what;
-        EXPECT_EQ(deferred.out, whole.out) << what;
-        EXPECT_EQ(deferred.err, whole.err) << what;
-        for (std::size_t i = 0; i < outputs.size(); ++i) {
-            EXPECT_TRUE(file_bytes(d.file(outputs[i])) == kept[i]) << what << outputs[i];
-            fs::remove(d.file(outputs[i]));
-        }
-        for (const auto &e : fs::directory_iterator(d.path))
-            if (e.path().extension() == ".png") fs::remove(e.path());
-    }
+    expect_same_as_with_plot(d.path, cases, false);
 }

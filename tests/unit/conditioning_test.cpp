@@ -8,25 +8,15 @@
 
 #include "conditioning.h"
 #include "conditioning_steps.h"
+#include "fresh_run_test.h"
 #include "filter.h"
 #include "series.h"
 #include "settings.h"
 
 namespace {
 
-class ConditioningTest : public ::testing::Test {
+class ConditioningTest : public FreshRunTest {
 protected:
-    void SetUp() override { reset_all(); }
-    void TearDown() override { reset_all(); }
-
-    static void reset_all() {
-        reset_settings();
-        data.clear();
-        time_array.clear();
-        samples = 0;
-        reset_filter_state_for_tests();
-    }
-
     // Installs channel series and a time axis of 1 s steps from t0.
     static void load(const std::vector<series_t>& channels, long count, double t0 = 1.6e9) {
         data = channels;

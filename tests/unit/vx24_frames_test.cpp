@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "child_process.h"
+#include "same_with_plot.h"
 #include "fixture_registry.h"
 #include "temp_dir.h"
 #include "throwing_fatal.h"
@@ -208,32 +209,5 @@ TEST(Vx24Frames, RowsReadInPlaceAreTheRowsOfTheSeries) {
         {"--no-comment", "slow.vx24"},
         {"-n", "3", "-l", "100", "slow.vx24"},
     };
-    for (const std::vector<std::string> &args : cases) {
-        std::string what;
-        for (const std::string &a : args)
-            what += a + " ";
-        const child_result in_place = run_child(d.path, BRANTEL_BIN, args);
-        std::vector<std::string> outputs;
-        for (const auto &e : fs::directory_iterator(d.path))
-            if (e.path().extension() != ".vx24" && e.path().filename() != "logfile")
-                outputs.push_back(e.path().filename().string());
-        ASSERT_FALSE(outputs.empty()) << what << in_place.err;
-        std::vector<std::string> kept;
-        for (const std::string &o : outputs) {
-            kept.push_back(file_bytes(d.file(o)));
-            fs::remove(d.file(o));
-        }
-        std::vector<std::string> loaded_args = {"--plot"};
-        loaded_args.insert(loaded_args.end(), args.begin(), args.end());
-        const child_result loaded = run_child(d.path, BRANTEL_BIN, loaded_args);
-        EXPECT_EQ(in_place.status, loaded.status) << what;
-        EXPECT_EQ(in_place.out, loaded.out) << what;
-        EXPECT_EQ(in_place.err, loaded.err) << what;
-        for (size_t i = 0; i < outputs.size(); ++i) {
-            EXPECT_TRUE(file_bytes(d.file(outputs[i])) == kept[i]) << what << outputs[i];
-            fs::remove(d.file(outputs[i]));
-        }
-        for (const auto &e : fs::directory_iterator(d.path))
-            if (e.path().extension() == ".png") fs::remove(e.path());
-    }
+    expect_same_as_with_plot(d.path, cases, true);
 }
