@@ -10,8 +10,7 @@ void compute_conditioned_stretch(const ConditionedChannels &channels, std::size_
     conditioned_stretch &held = held_conditioned;
     held.serial = 0;
     const std::size_t count = std::min(rows_per_stretch(), channels.rows() - k);
-    held.values.resize(count * channels.channels());
-    channels.fill(k, count, held.values.data());
+    channels.fill(k, count, held.values.room(count * channels.channels()));
     held.serial = channels.serial();
     held.first = k;
     held.count = count;

@@ -6,16 +6,16 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "conditioned_channels.h"
+#include "huge_page_buffer.h"
 
 // The stretch of values this thread holds, channel after channel.
 struct conditioned_stretch {
     std::uint64_t serial = 0; // the channels' serial; 0 while nothing is held
     std::size_t first = 0;
     std::size_t count = 0;
-    std::vector<double> values;
+    HugePageArray<double> values;
 };
 extern thread_local conditioned_stretch held_conditioned;
 

@@ -1,7 +1,6 @@
 #include "frame_rows.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "rows_together.h"
 
@@ -11,8 +10,7 @@ void read_frame_stretch(const VxFil::vx24_frames &frames, std::uint64_t k) {
     frame_stretch &held = held_frames;
     held.serial = 0;
     const std::uint64_t count = k < frames.frames() ? std::min<std::uint64_t>(rows_per_stretch(), frames.frames() - k) : 1;
-    held.values.resize(static_cast<std::size_t>(count) * frames.channels());
-    frames.read(k, static_cast<std::size_t>(count), held.values.data());
+    frames.read(k, static_cast<std::size_t>(count), held.values.room(static_cast<std::size_t>(count) * frames.channels()));
     held.serial = frames.serial();
     held.first = k;
     held.count = count;

@@ -6,8 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
+#include "huge_page_buffer.h"
 #include "vxfil/vx24_frames.h"
 
 // The stretch of frames this thread holds.
@@ -15,7 +15,7 @@ struct frame_stretch {
     std::uint64_t serial = 0; // the file's serial; 0 while nothing is held
     std::uint64_t first = 0;
     std::uint64_t count = 0;
-    std::vector<std::int32_t> values;
+    HugePageArray<std::int32_t> values;
 };
 extern thread_local frame_stretch held_frames;
 
