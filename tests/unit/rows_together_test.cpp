@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <bit>
+#include <cmath>
+#include <cstdint>
 #include <random>
 #include <sstream>
 #include <stdexcept>
@@ -85,11 +88,70 @@ TEST(RowsTogether, ThePlanStartsEveryBlockAtTheRunningTime) {
     set_rows_together_block(3);
     const RowBlocks plan = plan_row_blocks(1, 10, 5.0, 0.25);
     set_rows_together_block(saved);
-    ASSERT_EQ(plan.stm.size(), 3u);
-    EXPECT_EQ(plan.stm[0], 5.0);
-    EXPECT_EQ(plan.stm[1], 5.75);
-    EXPECT_EQ(plan.stm[2], 6.5);
+    // Blocks of 3 rows after the first ones of an eighth, a quarter and a
+    // half (at least one row each): rows 1, 2, 3, then 4 to 6 and 7 to 9.
+    EXPECT_EQ(plan.first, (std::vector<long>{1, 2, 3, 4, 7}));
+    EXPECT_EQ(plan.stm, (std::vector<double>{5.0, 5.25, 5.5, 5.75, 6.5}));
+    EXPECT_EQ(plan.end, 10);
+    EXPECT_EQ(plan.block_end(0), 2);
+    EXPECT_EQ(plan.block_end(4), 10);
     EXPECT_EQ(plan.end_stm, 7.25);
+}
+
+TEST(RowsTogether, TheFirstBlocksGrowToTheBlockSize) {
+    const long saved = rows_together_block();
+    set_rows_together_block(16384);
+    const RowBlocks plan = plan_row_blocks(0, 100000, 0.0, 0.05);
+    set_rows_together_block(saved);
+    ASSERT_GE(plan.first.size(), 6u);
+    EXPECT_EQ(plan.first[1] - plan.first[0], 2048);
+    EXPECT_EQ(plan.first[2] - plan.first[1], 4096);
+    EXPECT_EQ(plan.first[3] - plan.first[2], 8192);
+    EXPECT_EQ(plan.first[4] - plan.first[3], 16384);
+    EXPECT_EQ(plan.first[5] - plan.first[4], 16384);
+    EXPECT_EQ(plan.block_end(plan.first.size() - 1), 100000);
+}
+
+// The one-by-one sum that added_rows must give.
+double added_in_turn(double stm, double tdiff, long rows) {
+    for (long i = 0; i < rows; ++i)
+        stm += tdiff;
+    return stm;
+}
+
+TEST(RowsTogether, AddedRowsIsTheSumOfTheAdditionsInTurn) {
+    // Times of a day in seconds since 1970, in hours, in minutes, from zero;
+    // steps of common rates and random ones; sums that cross into the next
+    // binade, steps that are a tie of half a unit, below half a unit, larger
+    // than the sum, and signs and values that take the additions one by one.
+    std::mt19937_64 rng(41);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    const std::vector<double> starts = {1500000000.0, 1500086399.95, 416666.6666, 25000.0, 0.0, 1.0, 1073741823.9,
+                                        2147483647.99, -1500000000.0, 1e-300, 3.0e15, 4503599627370495.5};
+    const std::vector<double> steps = {0.05, 0.01, 0.002, 1.0 / 3, 0.25, 1.0 / 72000, 1.0 / 1200, 1e-9,
+                                       std::ldexp(1.0, -23), std::ldexp(3.0, -24), std::ldexp(1.0, -24),
+                                       std::ldexp(1.0, -25), 2.5e9, -0.05, 0.0};
+    const std::vector<long> counts = {0, 1, 2, 7, 2048, 16384, 100000};
+    long checked = 0;
+    for (double start : starts)
+        for (double step : steps)
+            for (long rows : counts) {
+                const double expected = added_in_turn(start, step, rows);
+                const double got = added_rows(start, step, rows);
+                ASSERT_EQ(std::bit_cast<std::uint64_t>(got), std::bit_cast<std::uint64_t>(expected))
+                    << std::hexfloat << start << " + " << step << " x " << rows;
+                ++checked;
+            }
+    for (int i = 0; i < 20000; ++i) {
+        const double start = std::ldexp(unit(rng), static_cast<int>(rng() % 80) - 20);
+        const double step = std::ldexp(unit(rng), static_cast<int>(rng() % 60) - 50);
+        const long rows = static_cast<long>(rng() % 3000);
+        ASSERT_EQ(std::bit_cast<std::uint64_t>(added_rows(start, step, rows)),
+                  std::bit_cast<std::uint64_t>(added_in_turn(start, step, rows)))
+            << std::hexfloat << start << " + " << step << " x " << rows;
+        ++checked;
+    }
+    EXPECT_GT(checked, 20000);
 }
 
 // The writers with rows together against the same writers in one pass.

@@ -64,8 +64,6 @@ template <class Times, class Row>
 double put_rows_together(OutFile& out, const std::filesystem::path& s, const Times& time, long start_i, long end,
                          double stm, double tdiff, double freq, int precision, Row& row) {
     const RowBlocks plan = plan_row_blocks(start_i, end, stm, tdiff);
-    auto block_end = [&](std::size_t b) { return std::min(end, start_i + static_cast<long>(b + 1) * plan.rows); };
-    auto block_first = [&](std::size_t b) { return start_i + static_cast<long>(b) * plan.rows; };
     // Set by the worker of each block before it hands the block over.
     std::vector<char> has_gap(plan.stm.size(), 0);
     OrderedBlocks blocks(
@@ -73,7 +71,7 @@ double put_rows_together(OutFile& out, const std::filesystem::path& s, const Tim
         [&](std::size_t b, TextBlock& text) {
             FixedColumn column(precision);
             bool gap = false;
-            put_rows(text, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row,
+            put_rows(text, s, time, start_i, plan.first[b], plan.block_end(b), plan.stm[b], tdiff, freq, column, row,
                      &gap);
             has_gap[b] = gap;
         },
@@ -82,7 +80,7 @@ double put_rows_together(OutFile& out, const std::filesystem::path& s, const Tim
     for (std::size_t b = 0; b < plan.stm.size(); ++b) {
         const TextBlock& text = blocks.wait(b);
         if (has_gap[b])
-            put_rows(out, s, time, start_i, block_first(b), block_end(b), plan.stm[b], tdiff, freq, column, row);
+            put_rows(out, s, time, start_i, plan.first[b], plan.block_end(b), plan.stm[b], tdiff, freq, column, row);
         else
             out.put(text.text());
         blocks.done(b);

@@ -11,9 +11,12 @@
 #include "sample_time_axis.h"
 
 struct RowBlocks {
-    long rows = 0;             // rows per block (the last may have fewer)
+    std::vector<long> first;   // the first row of each block
     std::vector<double> stm;   // the running time at each block's first row
+    long end = 0;              // the row after the last block
     double end_stm = 0;        // the running time after the last row
+    // The row after block b: where the next block starts.
+    long block_end(std::size_t b) const { return b + 1 < first.size() ? first[b + 1] : end; }
 };
 
 // Rows per block when rows are formatted together, or 0 when they are
@@ -34,6 +37,11 @@ bool rows_together_worthwhile(long size);
 // The blocks of rows [start_i, end): the running time starts at `stm` and
 // grows by `tdiff` per row, exactly as the rows add it one by one, so a block
 // that starts from its planned time prints the very times of a pass over all
-// rows. The rows' own times are not looked at: a day's plan is one chain of
-// additions, about a millisecond before the first block can start.
+// rows. The rows' own times are not looked at. The first blocks are an
+// eighth, a quarter and a half of the others, so that the first text reaches
+// the file (and its sync along the way starts) soon after the start.
 RowBlocks plan_row_blocks(long start_i, long end, double stm, double tdiff);
+
+// stm with tdiff added `rows` times, one addition after another as the rows
+// add it, with the rounding of every addition.
+double added_rows(double stm, double tdiff, long rows);
