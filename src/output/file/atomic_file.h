@@ -18,7 +18,7 @@
 // /dev/full or /dev/stdout, a FIFO) is written directly, so that its write
 // errors are still reported.
 //
-// While a temporary file is written, each further stretch of a few MiB is
+// While a temporary file is written, each further megabyte is
 // synced on a thread of its own (StretchSync), so that the disk works while
 // the rest is still being produced and the fsync of commit() finds little
 // left to do.
