@@ -356,6 +356,21 @@ TEST(NumberFormat, FixedColumnMatchesSnprintfRowByRow) {
             ASSERT_EQ(std::string(buf, end), ref("%-.*f", precision, v)) << "precision " << precision;
         }
     }
+    // Four decimals take an inline path for 2^-15 <= |value| < 2^48: values
+    // on both sides of either end, of both signs, and halves of the last
+    // decimal (k / 32 with k odd is a tie at four decimals: 1/32 = 0.03125).
+    FixedColumn four(4);
+    std::uniform_real_distribution<double> mantissa(1.0, 2.0);
+    for (int i = 0; i < 200000; ++i) {
+        const int exponent = static_cast<int>(rng() % 70) - 18;
+        double v = std::ldexp(mantissa(rng), exponent);
+        if (i % 4 == 1) v = std::ldexp(static_cast<double>(rng() % 100000 * 2 + 1), -5);
+        if (i % 8 == 2) v = std::nextafter(std::ldexp(1.0, rng() % 2 == 0 ? -15 : 48), rng() % 2 == 0 ? 0.0 : 1e300);
+        if (rng() % 2 == 0) v = -v;
+        char buf[2048];
+        char *end = four.format(buf, v);
+        ASSERT_EQ(std::string(buf, end), ref("%-.*f", 4, v)) << std::hexfloat << v;
+    }
     FixedColumn times(4);
     for (double t = 1500000000.0; t < 1500000100.0; t += 1.0 / 20) {
         char buf[64];

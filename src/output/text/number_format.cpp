@@ -31,12 +31,6 @@ constexpr std::uint64_t POW10[20] = {1ull,
                                      1000000000000000000ull,
                                      10000000000000000000ull};
 
-// "00" to "99": two digits per step when printing an integer.
-constexpr char DIGIT_PAIRS[201] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
-
 // Number of decimal digits of v (1 for 0): log10 estimated from the bit
 // length (1233 / 4096 is just above log10 2), then corrected by one table look-up.
 inline int decimal_digits(std::uint64_t v) {
@@ -371,20 +365,21 @@ int fput_double(double number, FILE *f) {
     return std::fputs(buf, f);
 }
 
+void FixedColumn::keep_whole(std::uint64_t whole, bool negative) {
+    char *p = m_digits;
+    if (negative) *p++ = '-';
+    p = write_u64(p, whole);
+    m_length = static_cast<std::size_t>(p - m_digits);
+    m_whole = whole;
+    m_negative = negative;
+    m_valid = true;
+}
+
 inline char *FixedColumn::put_digits(char *out, std::uint64_t q, bool negative, int precision, std::uint64_t scale) {
     const std::uint64_t whole = q / scale;
-    if (!m_valid || whole != m_whole || negative != m_negative) {
-        char *p = m_digits;
-        if (negative) *p++ = '-';
-        p = write_u64(p, whole);
-        m_length = static_cast<std::size_t>(p - m_digits);
-        m_whole = whole;
-        m_negative = negative;
-        m_valid = true;
-    }
+    if (!m_valid || whole != m_whole || negative != m_negative) keep_whole(whole, negative);
     // All the kept bytes at once, a copy of constant size that needs no
     // library call; only the digits count (the caller's room is far larger).
-    static_assert(sizeof m_digits <= FIXED6_TEXT_MAX);
     std::memcpy(out, m_digits, sizeof m_digits);
     out += m_length;
     if (precision == 0) return out;
@@ -396,7 +391,7 @@ template <int PRECISION> char *FixedColumn::put_digits(char *out, std::uint64_t 
     return put_digits(out, q, negative, PRECISION, POW10[PRECISION]);
 }
 
-char *FixedColumn::format(char *out, double value) {
+char *FixedColumn::format_any(char *out, double value) {
     uint128 q;
     if (m_precision > EXACT_PRECISION_MAX || !std::isfinite(value) || !scaled_exact(value, m_precision, q) ||
         q > UINT64_MAX)
