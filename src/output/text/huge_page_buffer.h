@@ -3,8 +3,9 @@
 // from a file), backed by transparent huge pages where the system offers
 // them. On the virtual machines here, every 4 KiB page that a process touches
 // for the first time costs about 16 microseconds (a megabyte about 4 ms),
-// while a 2 MiB huge page comes zeroed in about 0.2 ms. Where huge pages are
-// off, the memory behaves as any other: only the pages touched are faulted.
+// while a 2 MiB huge page comes zeroed in about 0.2 ms. The memory is the
+// heap's, whole huge pages aligned to them and advised as such; where huge
+// pages are off it behaves as any other, only the pages touched are faulted.
 #pragma once
 
 #include <cstddef>
@@ -27,11 +28,6 @@ class HugePageBuffer {
 
     char* data() const { return m_data; }
     std::size_t size() const { return m_size; }
-
-    // Whether buffers are mappings of their own, aligned to huge pages: not
-    // under AddressSanitizer, where they are heap memory so that a write
-    // past the end is caught.
-    static bool mapped();
 
   private:
     void release() noexcept;

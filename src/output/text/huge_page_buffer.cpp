@@ -1,0 +1,46 @@
+#include "huge_page_buffer.h"
+
+#include <new>
+#include <utility>
+
+#include "vxfil/huge_pages.h"
+
+namespace {
+
+// The size of a transparent huge page on x86-64 and most other systems; on
+// one with another size the buffer is simply aligned to this one.
+constexpr std::size_t HUGE_PAGE = std::size_t{2} << 20;
+
+} // namespace
+
+HugePageBuffer::HugePageBuffer(std::size_t bytes) {
+    if (bytes == 0) return;
+    if (bytes > SIZE_MAX - HUGE_PAGE) throw std::bad_alloc();
+    // Whole huge pages, each starting on a huge-page boundary, so that every
+    // one of them can be a huge page.
+    const std::size_t size = (bytes + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE;
+    m_data = static_cast<char*>(::operator new(size, std::align_val_t{HUGE_PAGE}));
+    m_size = size;
+    VxFil::advise_huge_pages(m_data, m_size);
+}
+
+void HugePageBuffer::release() noexcept {
+    if (m_data == nullptr) return;
+    ::operator delete(m_data, std::align_val_t{HUGE_PAGE});
+    m_data = nullptr;
+    m_size = 0;
+}
+
+HugePageBuffer::~HugePageBuffer() { release(); }
+
+HugePageBuffer::HugePageBuffer(HugePageBuffer&& other) noexcept
+    : m_data(std::exchange(other.m_data, nullptr)), m_size(std::exchange(other.m_size, 0)) {}
+
+HugePageBuffer& HugePageBuffer::operator=(HugePageBuffer&& other) noexcept {
+    if (this != &other) {
+        release();
+        m_data = std::exchange(other.m_data, nullptr);
+        m_size = std::exchange(other.m_size, 0);
+    }
+    return *this;
+}
