@@ -45,7 +45,7 @@ int brantel(std::vector<std::filesystem::path>& names, int& /*optind_ref*/, int 
     run_state st;
     load_recordings(names, st);
     // Segments follow the recorded time axis, before resampling interpolates it.
-    if (output_type == OT_MSEED) st.segment_breaks = segment_breaks(time_array, st.freq);
+    if (output_type == OT_MSEED) st.segment_breaks = segment_breaks(st.times, st.freq);
     if (plot && !names.empty()) check_plot_channels(names.front(), data.size());
     // Four columns read each row's values once, in order, so their
     // resampling and filtering can wait for the rows; a picture reads the

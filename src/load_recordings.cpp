@@ -104,13 +104,20 @@ void append_channels(VxFil::Vxfil_Base& rec) {
 // (see conditioning_in_place_possible). Whatever looks at whole series (a
 // picture, the facts of a recording, the other layouts) reads the file into
 // the series as before. Returns the frames, or null to read the file whole.
+//
+// The miniSEED layout reads a single vx24 file in place too, channel by
+// channel as its records are packed, when nothing conditions its counts and
+// no SDS archive takes them; a file with values after its last whole frame
+// is read whole, since its channels then differ in length.
 std::shared_ptr<const VxFil::vx24_frames> frames_read_in_place(const std::vector<std::filesystem::path>& names) {
-    if (names.size() != 1 || output_type != OT_FOURCOLUMNS || plot || facts_directory != nullptr ||
+    const bool records = output_type == OT_MSEED && sds_directory == nullptr && !conditioning_asked();
+    if (names.size() != 1 || (output_type != OT_FOURCOLUMNS && !records) || plot || facts_directory != nullptr ||
         catalog_directory != nullptr || (conditioning_asked() && !conditioning_in_place_possible(2, 0)) ||
         !VxFil::regular_vx24_file(names.front().c_str())) // a regular file: never a pipe
         return nullptr;
     auto frames = std::make_shared<const VxFil::vx24_frames>(names.front().c_str());
     if (!conditioning_in_place_possible(frames->frames(), frames->layout().left_over)) return nullptr;
+    if (records && frames->layout().left_over != 0) return nullptr;
     return frames;
 }
 

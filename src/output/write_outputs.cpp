@@ -231,7 +231,7 @@ std::vector<write_job> with_plot(std::vector<write_job> jobs, const window_reque
 // What miniSEED cannot hold is refused before any file is written: a rate
 // the header cannot express, a station code over 5 characters, a time
 // outside the years its header carries.
-void refuse_unwritable(const mseed_file &file, const fs::path &first) {
+void refuse_unwritable(const mseed_file &file, const TimeAxis &time, const fs::path &first) {
     const std::string name = "\"" + first.string() + "\"";
     if (!writable_rate(file.rate)) exit_with_line(unwritable_rate_line(file.rate, name));
     for (const std::string &code : file.stations)
@@ -239,8 +239,8 @@ void refuse_unwritable(const mseed_file &file, const fs::path &first) {
             exit_with_line(long_station_code_line(code, file.stations.size(), name));
     for (const sample_range &seg : file.segments)
         for (long i = seg.begin; i < seg.end; ++i)
-            if (!writable_time(time_array[static_cast<size_t>(i)]))
-                exit_with_line(unwritable_time_line(time_array[static_cast<size_t>(i)], name));
+            if (!writable_time(time[static_cast<size_t>(i)]))
+                exit_with_line(unwritable_time_line(time[static_cast<size_t>(i)], name));
 }
 
 // The binary miniSEED layout: one file per window with every channel. The
@@ -255,8 +255,14 @@ std::vector<write_job> mseed_jobs(const window_request &w) {
     for (size_t ch = 0; ch < data.size(); ++ch)
         file.stations.push_back(station_code(w.st.station, ch));
     file.segments = window_segments(w.st.segment_breaks, up, samples, w.start_i, snippet_length);
-    refuse_unwritable(file, w.first);
+    refuse_unwritable(file, w.st.times, w.first);
     fs::path p = output_name(w.first, w.suffix.empty() ? "mseed" : w.suffix + ".mseed");
+    if (w.st.frames != nullptr) {
+        const std::shared_ptr<const VxFil::vx24_frames> frames = w.st.frames;
+        const TimeAxis times = w.st.times;
+        const std::size_t channels = data.size();
+        return {{p, [=] { write_mseed_in_place(p, *frames, times, channels, file); }}};
+    }
     return {{p, [=] { write_mseed(p, data, time_array, file); }}};
 }
 

@@ -72,3 +72,11 @@ struct mseed_file {
 // that libmseed refuses ends the process with one line, status 1.
 void write_mseed(const std::filesystem::path &s, const std::vector<series_t> &data, const series_t &time,
                  const mseed_file &file);
+
+// The same with the counts read from the one vx24 input, channel by channel,
+// as the records are packed, and the times of its regular axis: the series
+// then stay empty. The frames have no values after the last whole frame, so
+// that every channel has frames.frames() samples; columns from `channels`
+// on are not written.
+void write_mseed_in_place(const std::filesystem::path &s, const VxFil::vx24_frames &frames, const TimeAxis &time,
+                          std::size_t channels, const mseed_file &file);

@@ -211,3 +211,38 @@ TEST(Vx24Frames, RowsReadInPlaceAreTheRowsOfTheSeries) {
     };
     expect_same_as_with_plot(d.path, cases, true);
 }
+
+// A single vx24 file goes to miniSEED from its frames, channel by channel,
+// and with --plot from its series read whole: the same records and words,
+// over windows, snippets, record lengths up to the one whose records could
+// hold more samples than a record may carry, steps too large for Steim-2,
+// a rate of one sample a second, a file with values after its last frame
+// (read whole either way), times beyond 2100 (refused) and the network and
+// station codes.
+TEST(Vx24Frames, RecordsPackedInPlaceAreTheRecordsOfTheSeries) {
+    temp_dir d;
+    fixtures::write_file(d.file("even.vx24").string(), make_vx24(noise(3, 20.0, 70001, 0)));
+    fixtures::write_file(d.file("extra.vx24").string(), make_vx24(noise(3, 20.0, 5000, 2)));
+    fixtures::write_file(d.file("slow.vx24").string(), make_vx24(noise(2, 1.0, 300, 0)));
+    vx24_params steps = noise(3, 20.0, 2000, 0);
+    steps.wave.wave = "sine";
+    steps.wave.amp = 1e9;
+    steps.wave.wave_hz = 5.0; // a quarter turn per sample: steps of 1e9
+    fixtures::write_file(d.file("steps.vx24").string(), make_vx24(steps));
+    vx24_params late = noise(3, 20.0, 100, 0);
+    late.seconds = 4200000000u;
+    fixtures::write_file(d.file("late.vx24").string(), make_vx24(late));
+    const std::vector<std::vector<std::string>> cases = {
+        {"--mseed", "even.vx24"},
+        {"--mseed", "-l", "33333", "-n", "2", "even.vx24"},
+        {"--mseed", "-c", "-s", "02:40:07", "-l", "20001", "even.vx24"},
+        {"--mseed", "--record-length", "512", "even.vx24"},
+        {"--mseed", "--record-length", "65536", "even.vx24"},
+        {"--mseed", "--network", "XX", "--station", "ABC", "even.vx24"},
+        {"--mseed", "extra.vx24"},
+        {"--mseed", "slow.vx24"},
+        {"--mseed", "steps.vx24"},
+        {"--mseed", "late.vx24"},
+    };
+    expect_same_as_with_plot(d.path, cases, false);
+}

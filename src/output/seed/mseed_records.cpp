@@ -108,6 +108,10 @@ mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *int
     for (std::size_t i = 0; i < n; ++i)
         integral &= as_int32(values[i], integers[i]);
     if (!integral) return mseed_encoding::FLOAT64;
+    return integer_encoding(integers, n);
+}
+
+mseed_encoding integer_encoding(const int32_t *integers, std::size_t n) {
     bool small_differences = true;
     for (std::size_t i = 1; i < n; ++i)
         small_differences &= steim2_difference(int64_t{integers[i]} - int64_t{integers[i - 1]});

@@ -37,6 +37,10 @@ constexpr bool steim2_difference(int64_t d) {
 // otherwise (fractions, larger values, infinities, NaN). Unless the result is
 // FLOAT64, `integers` (room for n values) holds the values as integers.
 mseed_encoding choose_encoding(const double *values, std::size_t n, int32_t *integers);
+// The encoding of integers[0 .. n): STEIM2 when every difference of
+// neighbours fits in 30 bits, else INT32 (what choose_encoding picks for the
+// same integers as doubles).
+mseed_encoding integer_encoding(const int32_t *integers, std::size_t n);
 
 // The codes and shape of the records of one channel.
 struct mseed_stream {

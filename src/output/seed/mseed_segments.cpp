@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-std::vector<long> segment_breaks(const series_t &time, double freq) {
+std::vector<long> segment_breaks(const TimeAxis &time, double freq) {
     std::vector<long> breaks;
     const double step = 1.0 / freq;
     const double tolerance = 0.5 * step;

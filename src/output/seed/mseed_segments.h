@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "series.h"
+#include "sample_time_axis.h"
 
 // A range of sample indices [begin, end).
 struct sample_range {
@@ -19,7 +20,7 @@ struct sample_range {
 // Indices i > 0 of the input time axis where a segment starts: the step
 // time[i] - time[i - 1] differs from 1 / freq by more than half of 1 / freq
 // (or is not a number).
-std::vector<long> segment_breaks(const series_t &time, double freq);
+std::vector<long> segment_breaks(const TimeAxis &time, double freq);
 
 // The segments of the written series within the window [start, start + size).
 // `breaks` are those of the input series; after resampling by `up` (1
