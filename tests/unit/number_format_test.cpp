@@ -237,6 +237,21 @@ TEST(NumberFormat, TrimmedEdgeAndRandom) {
         [](double v) { ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v; });
 }
 
+// Conditioned values from 2^-11 to 2^33 take a path of their own: values on
+// both sides of either end, of both signs, random mantissas within, and
+// ties of the sixth decimal (odd multiples of 1/128: 1/128 = 0.0078125).
+TEST(NumberFormat, TrimmedAcrossTheConditionedRange) {
+    std::mt19937_64 rng(163);
+    std::uniform_real_distribution<double> mantissa(1.0, 2.0);
+    for (int i = 0; i < 200000; ++i) {
+        double v = std::ldexp(mantissa(rng), static_cast<int>(rng() % 50) - 14);
+        if (i % 4 == 1) v = std::ldexp(static_cast<double>(rng() % 1000000 * 2 + 1), -7);
+        if (i % 8 == 2) v = std::nextafter(std::ldexp(1.0, rng() % 2 == 0 ? -11 : 33), rng() % 2 == 0 ? 0.0 : 1e300);
+        if (rng() % 2 == 0) v = -v;
+        ASSERT_EQ(mine(format_trimmed, v), ref_trimmed(v)) << std::hexfloat << v;
+    }
+}
+
 // A count read straight from a recording prints as the trimmed form of the
 // same count as a double: every edge, every count near a power of ten, and
 // random counts of every size.

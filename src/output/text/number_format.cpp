@@ -58,6 +58,23 @@ inline char *write_u64(char *out, std::uint64_t v) {
     return end;
 }
 
+// The digits of v < 10^4: the four digits with their leading zeros as one
+// 32-bit word, shifted so that the leading zeros fall off the front, stored
+// whole (four bytes are written, only the digits count).
+inline char *write_below_10000(char *out, std::uint32_t v) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::uint16_t high, low;
+        std::memcpy(&high, DIGIT_PAIRS + 2 * (v / 100), 2);
+        std::memcpy(&low, DIGIT_PAIRS + 2 * (v % 100), 2);
+        const int digits = 1 + (v >= 10) + (v >= 100) + (v >= 1000);
+        const std::uint32_t word = (high | static_cast<std::uint32_t>(low) << 16) >> (8 * (4 - digits));
+        std::memcpy(out, &word, 4);
+        return out + digits;
+    } else {
+        return write_u64(out, v);
+    }
+}
+
 // The `count` last decimal digits of frac, with their leading zeros, written
 // two at a time from the last one backwards. Returns the end of the text.
 inline char *write_decimals(char *out, std::uint64_t frac, int count) {
@@ -109,8 +126,27 @@ inline char *write_trimmed_millionths(char *out, bool negative, std::uint64_t q)
     // branch on the sign would be mispredicted half the time.
     *out = '-';
     out += negative;
-    out = write_u64(out, q / MILLION);
-    return write_trimmed_decimals(out, q % MILLION);
+    const std::uint64_t whole = q / MILLION;
+    const auto frac = static_cast<std::uint32_t>(q - whole * MILLION);
+    out = whole < 10000 ? write_below_10000(out, static_cast<std::uint32_t>(whole)) : write_u64(out, whole);
+    if constexpr (std::endian::native == std::endian::little) {
+        if (frac == 0) return out;
+        // The six decimals as three pairs in one word, the first digit in
+        // its lowest byte; the trailing zeros are the highest bytes that
+        // read '0', counted at once. Eight bytes are stored, only the
+        // digits up to the last one that is not a zero count.
+        std::uint64_t word = 0;
+        std::memcpy(reinterpret_cast<char *>(&word), DIGIT_PAIRS + 2 * (frac / 10000), 2);
+        std::memcpy(reinterpret_cast<char *>(&word) + 2, DIGIT_PAIRS + 2 * (frac / 100 % 100), 2);
+        std::memcpy(reinterpret_cast<char *>(&word) + 4, DIGIT_PAIRS + 2 * (frac % 100), 2);
+        const std::uint64_t not_zero = word ^ 0x303030303030u; // 0 in the bytes of '0'
+        const int length = (64 - std::countl_zero(not_zero) + 7) / 8;
+        *out = '.';
+        std::memcpy(out + 1, &word, 8);
+        return out + 1 + length;
+    } else {
+        return write_trimmed_decimals(out, frac);
+    }
 }
 
 // Largest precision the exact integer path handles: 10^19 still fits in 64
@@ -293,6 +329,15 @@ char *format_ld(char *out, long value) {
     return std::to_chars(out, out + SHORT_TEXT_MAX, value).ptr;
 }
 
+namespace {
+
+// The exponents of format_trimmed's path for conditioned values:
+// 2^-11 <= |value| < 2^33.
+constexpr unsigned TRIMMED_BIASED_MIN = 1012;
+constexpr unsigned TRIMMED_BIASED_MAX = 1055;
+
+} // namespace
+
 char *format_trimmed(char *out, double value) {
     // Whole numbers, the common case of raw counts: "%lf" prints their digits
     // and ".000000", and the trim takes the decimals away again. Below 2^53
@@ -315,6 +360,27 @@ char *format_trimmed(char *out, double value) {
         const auto n = static_cast<std::uint64_t>(sixty_fourths);
         if (static_cast<double>(n) == sixty_fourths) {
             return write_trimmed_millionths(out, std::signbit(value), n * 15625);
+        }
+    }
+    // The usual values of conditioned series, from 2^-11 to 2^33: the value
+    // is m * 2^e with 20 <= -e <= 63, and its millionths, m * 10^6 * 2^e
+    // rounded, are the 117-bit product m * 10^6 shifted right by -e,
+    // rounded to even as printf rounds the exact binary value: one
+    // multiplication and 64-bit arithmetic on its halves.
+    {
+        const auto bits = std::bit_cast<std::uint64_t>(value);
+        const auto biased = static_cast<unsigned>(bits >> 52) & 0x7ffu;
+        if (biased - TRIMMED_BIASED_MIN <= TRIMMED_BIASED_MAX - TRIMMED_BIASED_MIN) {
+            const std::uint64_t m = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
+            const uint128 prod = static_cast<uint128>(m) * 1000000u;
+            const auto high = static_cast<std::uint64_t>(prod >> 64);
+            const auto low = static_cast<std::uint64_t>(prod);
+            const unsigned shift = 1075u - biased; // 20 to 63
+            std::uint64_t q = (high << (64 - shift)) | (low >> shift);
+            const std::uint64_t rem = low & ((std::uint64_t{1} << shift) - 1);
+            const std::uint64_t half = std::uint64_t{1} << (shift - 1);
+            q += (rem > half || (rem == half && (q & 1) != 0)) ? 1 : 0;
+            return write_trimmed_millionths(out, (bits >> 63) != 0, q);
         }
     }
     // Other finite values below 2^64: the value in millionths, rounded as
@@ -341,20 +407,8 @@ char *format_count(char *out, std::int32_t value) {
     const auto magnitude = static_cast<std::uint64_t>(negative ? -static_cast<std::int64_t>(value) : value);
     *out = '-';
     out += negative;
-    if constexpr (std::endian::native == std::endian::little) {
-        if (magnitude < 10000) {
-            // Below 10^4, the usual case: the four digits with their leading
-            // zeros as one 32-bit word, shifted so that the leading zeros
-            // fall off the front, stored whole; only the digits count.
-            std::uint16_t high, low;
-            std::memcpy(&high, DIGIT_PAIRS + 2 * (magnitude / 100), 2);
-            std::memcpy(&low, DIGIT_PAIRS + 2 * (magnitude % 100), 2);
-            const int digits = 1 + (magnitude >= 10) + (magnitude >= 100) + (magnitude >= 1000);
-            const std::uint32_t word = (high | static_cast<std::uint32_t>(low) << 16) >> (8 * (4 - digits));
-            std::memcpy(out, &word, 4);
-            return out + digits;
-        }
-    }
+    // Below 10^4 the usual case.
+    if (magnitude < 10000) return write_below_10000(out, static_cast<std::uint32_t>(magnitude));
     return write_u64(out, magnitude);
 }
 

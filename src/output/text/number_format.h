@@ -40,7 +40,8 @@ char* format_ld(char* out, long value);
 // The shortest fixed form of a sample value: "%lf", then every trailing "0"
 // dropped and then a trailing "." dropped. 1.5 gives "1.5", 100.0 "100",
 // -0.0 "-0", 0.0000004 "0", -0.0000004 "-0". At most six decimals survive.
-// The whole text is kept, however long the integer part is.
+// The whole text is kept, however long the integer part is. Bytes after the
+// returned end may be written too (within the room of FIXED6_TEXT_MAX).
 char* format_trimmed(char* out, double value);
 
 // The trimmed form of a whole count, as format_trimmed prints the same count
