@@ -207,13 +207,7 @@ inline bool scaled_exact(double value, int precision, uint128 &q) {
         // m * 5^p shifted right by -e - p, the very number that the 128-bit
         // path below rounds, rounded the same way.
         constexpr std::uint64_t POW5[5] = {1, 5, 25, 125, 625};
-        const std::uint64_t prod = m * POW5[precision];
-        const int s = -e - precision;
-        std::uint64_t whole = prod >> s;
-        const std::uint64_t rem = prod & ((std::uint64_t{1} << s) - 1);
-        const std::uint64_t half = std::uint64_t{1} << (s - 1);
-        if (rem > half || (rem == half && (whole & 1) != 0)) ++whole;
-        q = whole;
+        q = shifted_to_even(0, m * POW5[precision], static_cast<unsigned>(-e - precision));
     } else {
         uint128 prod = static_cast<uint128>(m) * POW10[precision]; // < 2^117
         int s = -e;
@@ -373,13 +367,8 @@ char *format_trimmed(char *out, double value) {
         if (biased - TRIMMED_BIASED_MIN <= TRIMMED_BIASED_MAX - TRIMMED_BIASED_MIN) {
             const std::uint64_t m = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
             const uint128 prod = static_cast<uint128>(m) * 1000000u;
-            const auto high = static_cast<std::uint64_t>(prod >> 64);
-            const auto low = static_cast<std::uint64_t>(prod);
-            const unsigned shift = 1075u - biased; // 20 to 63
-            std::uint64_t q = (high << (64 - shift)) | (low >> shift);
-            const std::uint64_t rem = low & ((std::uint64_t{1} << shift) - 1);
-            const std::uint64_t half = std::uint64_t{1} << (shift - 1);
-            q += (rem > half || (rem == half && (q & 1) != 0)) ? 1 : 0;
+            const std::uint64_t q = shifted_to_even(static_cast<std::uint64_t>(prod >> 64),
+                                                    static_cast<std::uint64_t>(prod), 1075u - biased); // 20 to 63
             return write_trimmed_millionths(out, (bits >> 63) != 0, q);
         }
     }

@@ -53,6 +53,17 @@ char* format_count(char* out, std::int32_t value);
 // Writes the trimmed form of `number` to `f`; returns what fputs returns.
 int fput_double(double number, FILE* f);
 
+// The 128-bit number high * 2^64 + low shifted right by s places
+// (1 <= s <= 63) and rounded to the nearest, ties to even: how printf rounds
+// the exact binary value to its last printed digit. The result must fit in
+// 64 bits.
+inline std::uint64_t shifted_to_even(std::uint64_t high, std::uint64_t low, unsigned s) {
+    const std::uint64_t q = (high << (64 - s)) | (low >> s);
+    const std::uint64_t rem = low & ((std::uint64_t{1} << s) - 1);
+    const std::uint64_t half = std::uint64_t{1} << (s - 1);
+    return q + ((rem > half || (rem == half && (q & 1) != 0)) ? 1 : 0);
+}
+
 // "00" to "99": two digits per step when printing an integer.
 inline constexpr char DIGIT_PAIRS[201] =
     "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
@@ -77,12 +88,7 @@ class FixedColumn {
         const auto biased = static_cast<unsigned>(bits >> 52) & 0x7ffu;
         if (m_precision == 4 && biased - FOUR_BIASED_MIN <= FOUR_BIASED_MAX - FOUR_BIASED_MIN) {
             const std::uint64_t m = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
-            const std::uint64_t prod = m * 625;
-            const unsigned s = 1071u - biased;
-            std::uint64_t q = prod >> s;
-            const std::uint64_t rem = prod & ((std::uint64_t{1} << s) - 1);
-            const std::uint64_t half = std::uint64_t{1} << (s - 1);
-            q += (rem > half || (rem == half && (q & 1) != 0)) ? 1 : 0;
+            const std::uint64_t q = shifted_to_even(0, m * 625, 1071u - biased);
             const std::uint64_t whole = q / 10000;
             const auto frac = static_cast<unsigned>(q - whole * 10000);
             const bool negative = (bits >> 63) != 0;
