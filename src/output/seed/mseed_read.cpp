@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "vxfil/huge_pages.h"
+
 namespace {
 
 struct parsed_record {
@@ -133,7 +135,11 @@ std::string read_whole_file(const std::string &path, bool *missing) {
     // is read is read on to its end.
     std::string bytes;
     struct stat sb {};
-    if (::fstat(fd, &sb) == 0 && sb.st_size > 0) bytes.resize(static_cast<std::size_t>(sb.st_size));
+    if (::fstat(fd, &sb) == 0 && sb.st_size > 0) {
+        bytes.reserve(static_cast<std::size_t>(sb.st_size));
+        VxFil::advise_huge_pages(bytes.data(), bytes.capacity());
+        bytes.resize(static_cast<std::size_t>(sb.st_size));
+    }
     std::size_t have = 0;
     for (;;) {
         if (have == bytes.size()) bytes.resize(bytes.size() + (1 << 16));

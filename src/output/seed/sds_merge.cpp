@@ -80,10 +80,10 @@ template <class Value> class sample_cache {
 // values and the row of its facts. Kept so, not as samples, it takes a third
 // of the memory.
 struct staged_view {
-    std::vector<int64_t> times;
+    big_list<int64_t> times;
     bool sorted = true; // the times only grow
     struct channel {
-        std::vector<double> values; // the first values.size() times are theirs
+        big_list<double> values;    // the first values.size() times are theirs
         uint32_t facts = 0;
     };
     std::map<std::string, channel> channels;
@@ -778,8 +778,8 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
     constexpr double drift_limit = 0.1; // of an interval
     const mseed_encoding encoding = shape.encoding;
     const int64_t day_end = day_start_us(d + 1);
-    std::vector<double> values;
-    std::unique_ptr<int32_t[]> integers(new int32_t[std::max<std::size_t>(samples.size(), 1)]);
+    big_list<double> values;
+    big_list<int32_t> integers(std::max<std::size_t>(samples.size(), 1));
     std::vector<std::pair<std::size_t, std::size_t>> runs = shape.runs;
     for (;;) {
         std::string bytes;
@@ -825,7 +825,7 @@ std::string merger::pack_day(const channel_codes &codes, int64_t d, const sample
                 first += count;
             };
             const auto start_us = [&samples, begin](std::size_t i) { return samples[begin + i].t; };
-            pack_segment_as(stream, encoding, values.data(), integers.get(), start_us, n, sequence, sink);
+            pack_segment_as(stream, encoding, values.data(), integers.data(), start_us, n, sequence, sink);
         }
         if (cross.empty()) return bytes;
         // Every record found wanting is cut at once; the next pass packs anew.

@@ -18,6 +18,7 @@
 #include <optional>
 #include <vector>
 
+#include "big_list.h"
 #include "mseed_records.h"
 
 // What a sample shares with the others of its recording.
@@ -51,20 +52,7 @@ struct sds_sample {
     uint32_t origin; // which recording brought it (the caller's numbering)
 };
 
-// Leaves elements that a vector grows by uninitialised instead of zeroing
-// them: lists of millions of samples are written right after they grow.
-template <class T> struct uninitialised_allocator : std::allocator<T> {
-    template <class U> struct rebind {
-        using other = uninitialised_allocator<U>;
-    };
-    uninitialised_allocator() = default;
-    template <class U> uninitialised_allocator(const uninitialised_allocator<U> &) noexcept {}
-    template <class U> void construct(U *p) noexcept { ::new (static_cast<void *>(p)) U; }
-    template <class U, class... Args> void construct(U *p, Args &&...args) {
-        ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
-    }
-};
-using sample_list = std::vector<sds_sample, uninitialised_allocator<sds_sample>>;
+using sample_list = big_list<sds_sample>;
 
 // Half an interval in microseconds between two samples: the longer interval
 // of the two rates.

@@ -6,6 +6,8 @@
 #include <cstring>
 #include <memory>
 
+#include "vxfil/huge_pages.h"
+
 namespace {
 
 constexpr char MAGIC[8] = {'B', 'R', 'S', 'T', 'A', 'G', 'E', '2'};
@@ -24,7 +26,7 @@ int64_t unzigzag(uint64_t u) {
 // with zeros first: the bytes are written once).
 class writer {
   public:
-    explicit writer(std::size_t guess) : m_size(std::max<std::size_t>(guess, 64)), m_bytes(new char[m_size]) {}
+    explicit writer(std::size_t guess) : m_size(std::max<std::size_t>(guess, 64)), m_bytes(fresh(m_size)) {}
     void varint(uint64_t v) {
         room(10);
         while (v >= 0x80) {
@@ -58,13 +60,26 @@ class writer {
         std::memcpy(m_bytes.get() + m_at, p, n);
         m_at += n;
     }
-    std::string done() const { return std::string(m_bytes.get(), m_at); }
+    std::string done() const {
+        std::string bytes;
+        bytes.reserve(m_at);
+        VxFil::advise_huge_pages(bytes.data(), bytes.capacity());
+        bytes.assign(m_bytes.get(), m_at);
+        return bytes;
+    }
 
   private:
+    // Room of `size` bytes, on huge pages where it is large (a day's
+    // recording is megabytes of varints).
+    static std::unique_ptr<char[]> fresh(std::size_t size) {
+        std::unique_ptr<char[]> bytes(new char[size]);
+        VxFil::advise_huge_pages(bytes.get(), size);
+        return bytes;
+    }
     void room(std::size_t n) {
         if (m_at + n <= m_size) return;
         const std::size_t size = std::max(m_size * 2, m_at + n);
-        std::unique_ptr<char[]> bigger(new char[size]);
+        std::unique_ptr<char[]> bigger = fresh(size);
         std::memcpy(bigger.get(), m_bytes.get(), m_at);
         m_bytes = std::move(bigger);
         m_size = size;
@@ -119,7 +134,7 @@ class reader {
     const unsigned char *m_end;
 };
 
-bool all_int32(const std::vector<double> &values) {
+bool all_int32(const big_list<double> &values) {
     for (double v : values) {
         if (!(v >= -2147483648.0 && v <= 2147483647.0)) return false;
         if (static_cast<double>(static_cast<int32_t>(v)) != v) return false;

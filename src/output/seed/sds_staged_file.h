@@ -24,13 +24,15 @@
 #include <string>
 #include <vector>
 
+#include "big_list.h"
+
 struct staged_channel {
     std::string id;             // NET.STA.LOC.CHAN
-    std::vector<double> values; // one per time, from the first; may be fewer
+    big_list<double> values;    // one per time, from the first; may be fewer
 };
 
 struct staged_content {
-    std::vector<int64_t> times;
+    big_list<int64_t> times;
     std::vector<staged_channel> channels;
 };
 
