@@ -123,6 +123,7 @@ class reader {
     }
     bool raw(void *to, std::size_t n) {
         if (n > left()) return false;
+        if (n == 0) return true; // `to` may be the null data of an empty list
         std::memcpy(to, m_p, n);
         m_p += n;
         return true;

@@ -103,8 +103,9 @@ template <int PRECISION> inline char *write_point_digits(char *out, std::uint64_
 }
 
 // The point and the decimals of a fraction in millionths (0 <= frac < 10^6)
-// without their trailing zeros; nothing at all for 0.
-inline char *write_trimmed_decimals(char *out, std::uint64_t frac) {
+// without their trailing zeros; nothing at all for 0. Used where words are
+// not little-endian.
+[[maybe_unused]] inline char *write_trimmed_decimals(char *out, std::uint64_t frac) {
     if (frac == 0) return out;
     *out++ = '.';
     int n = 6;
