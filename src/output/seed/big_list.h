@@ -21,22 +21,21 @@ template <class T> struct uninitialised_allocator : std::allocator<T> {
     template <class U> struct rebind {
         using other = uninitialised_allocator<U>;
     };
-    static constexpr std::size_t HUGE_PAGE = std::size_t{2} << 20;
     uninitialised_allocator() = default;
     template <class U> uninitialised_allocator(const uninitialised_allocator<U> &) noexcept {}
     T *allocate(std::size_t n) {
-        if (n < HUGE_PAGE / sizeof(T)) return std::allocator<T>::allocate(n);
+        if (!on_huge_pages(n)) return std::allocator<T>::allocate(n);
         if (n > SIZE_MAX / sizeof(T)) throw std::bad_array_new_length();
-        void *p = ::operator new(n * sizeof(T), std::align_val_t{HUGE_PAGE});
-        VxFil::advise_huge_pages(p, n * sizeof(T));
-        return static_cast<T *>(p);
+        return static_cast<T *>(VxFil::new_on_huge_pages(n * sizeof(T)));
     }
     void deallocate(T *p, std::size_t n) noexcept {
-        if (n < HUGE_PAGE / sizeof(T))
-            std::allocator<T>::deallocate(p, n);
+        if (on_huge_pages(n))
+            VxFil::free_on_huge_pages(p);
         else
-            ::operator delete(p, std::align_val_t{HUGE_PAGE});
+            std::allocator<T>::deallocate(p, n);
     }
+    // Where a list of n elements lies; allocate and deallocate must agree.
+    static bool on_huge_pages(std::size_t n) { return n >= VxFil::HUGE_PAGE_BYTES / sizeof(T); }
     template <class U> void construct(U *p) noexcept { ::new (static_cast<void *>(p)) U; }
     template <class U, class... Args> void construct(U *p, Args &&...args) {
         ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);

@@ -7,9 +7,7 @@
 
 namespace {
 
-// The size of a transparent huge page on x86-64 and most other systems; on
-// one with another size the buffer is simply aligned to this one.
-constexpr std::size_t HUGE_PAGE = std::size_t{2} << 20;
+constexpr std::size_t HUGE_PAGE = VxFil::HUGE_PAGE_BYTES;
 
 } // namespace
 
@@ -19,14 +17,13 @@ HugePageBuffer::HugePageBuffer(std::size_t bytes) {
     // Whole huge pages, each starting on a huge-page boundary, so that every
     // one of them can be a huge page.
     const std::size_t size = (bytes + HUGE_PAGE - 1) / HUGE_PAGE * HUGE_PAGE;
-    m_data = static_cast<char*>(::operator new(size, std::align_val_t{HUGE_PAGE}));
+    m_data = static_cast<char*>(VxFil::new_on_huge_pages(size));
     m_size = size;
-    VxFil::advise_huge_pages(m_data, m_size);
 }
 
 void HugePageBuffer::release() noexcept {
     if (m_data == nullptr) return;
-    ::operator delete(m_data, std::align_val_t{HUGE_PAGE});
+    VxFil::free_on_huge_pages(m_data);
     m_data = nullptr;
     m_size = 0;
 }
